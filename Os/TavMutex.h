@@ -1,0 +1,20 @@
+/* Recursive mutex: a bag's callbacks may re-enter the bag on the same thread. */
+#ifndef TAV_OS_TAVMUTEX_H
+#define TAV_OS_TAVMUTEX_H
+
+#include <pthread.h>
+
+#include "Utils/TavTypes.h"
+
+TAV_EXTERN_C_BEGIN
+
+typedef pthread_mutex_t TavMutex;
+
+TAV_API TavMutex* TavMutexConstruct(TavMutex* x);
+TAV_API void TavMutexDestruct(TavMutex* x);
+TAV_API void TavMutexLock(TavMutex* x);
+TAV_API void TavMutexUnlock(TavMutex* x);
+
+TAV_EXTERN_C_END
+
+#endif

@@ -1,0 +1,10 @@
+#ifndef TAV_OS_TAVPROPERTIES_TAVPROPERTYVALUE_H
+#define TAV_OS_TAVPROPERTIES_TAVPROPERTYVALUE_H
+
+#include "Os/TavProperties/TavPropertiesTypes.h"
+
+TAV_EXTERN_C_BEGIN
+
+TAV_EXTERN_C_END
+
+#endif

@@ -1,0 +1,12 @@
+/* Mutable access to the composite payloads, for the path operations. */
+#ifndef TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEINTERNAL_H
+#define TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEINTERNAL_H
+
+#include "Os/TavProperties.h"
+
+/* The nested bag when x is of kind Properties, else NULL. */
+TavProperties* TavPropertyValueGetProperties_(TavPropertyValue* x);
+/* x's element vector when x is of kind Vector, else NULL. */
+TavVector_TavPropertyValue* TavPropertyValueGetVector_(TavPropertyValue* x);
+
+#endif

@@ -1,0 +1,21 @@
+// Template part of CountingAllocator.hpp.
+#include <gtest/gtest.h>
+
+namespace tavtest {
+
+template <class Attempt>
+std::size_t SweepAllocationFailures(CountingAllocator& alloc, Attempt&& attempt,
+                                    std::size_t limit) {
+    for (std::size_t k = 1; k <= limit; ++k) {
+        alloc.FailAt(k);
+        attempt(k);
+        const bool hit = alloc.Failed();
+        alloc.FailAt(0);
+        if (::testing::Test::HasFatalFailure()) return k;
+        if (!hit) return k - 1;
+    }
+    ADD_FAILURE() << "allocation failure sweep did not finish within " << limit << " points";
+    return limit;
+}
+
+}  // namespace tavtest
