@@ -200,6 +200,20 @@ struct TavProperties_ {
     TavVector_TavPropertyListener listeners;
 };
 
+/* The record layouts other modules are built against (x86-64). */
+#if defined(__x86_64__)
+#ifdef __cplusplus
+#define TAV_STATIC_ASSERT static_assert
+#else
+#define TAV_STATIC_ASSERT _Static_assert
+#endif
+TAV_STATIC_ASSERT(sizeof(TavPropertyValue) == 88, "TavPropertyValue layout");
+TAV_STATIC_ASSERT(sizeof(TavPropertyListener) == 64, "TavPropertyListener layout");
+TAV_STATIC_ASSERT(sizeof(TavMap_TavString__TavPropertyValue_Node) == 160, "map node layout");
+TAV_STATIC_ASSERT(sizeof(TavMap_TavString__TavPropertyValueIterator) == 8, "map position");
+#undef TAV_STATIC_ASSERT
+#endif
+
 TAV_EXTERN_C_END
 
 #endif
