@@ -23,3 +23,42 @@ demo: deps build/default/CMakeCache.txt
 
 clean:
 	rm -rf build
+
+# ---- reliability: fuzzing and memcheck -----------------------------------
+# `make fuzz` runs each libFuzzer target for FUZZ_SECONDS on a working copy of
+# its seed corpus (build/fuzz/corpus-work, kept between runs so that coverage
+# accumulates); crash inputs land in build/fuzz/artifacts.
+FUZZ_SECONDS ?= 20
+FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure
+FUZZ_DIR := build/fuzz
+
+fuzz: deps $(FUZZ_DIR)/CMakeCache.txt
+	cmake --build --preset fuzz -j $(JOBS)
+	@set -e; mkdir -p $(FUZZ_DIR)/artifacts; \
+	for t in $(FUZZ_TARGETS); do \
+	  work=$(FUZZ_DIR)/corpus-work/$$t; mkdir -p $$work; cp -n fuzz/corpus/$$t/* $$work/ 2>/dev/null || true; \
+	  dict=; [ $$t = fuzz_reader ] && dict=-dict=fuzz/reader.dict; \
+	  echo "== $$t for $(FUZZ_SECONDS) s"; \
+	  log=$(FUZZ_DIR)/$$t.log; \
+	  $(FUZZ_DIR)/fuzz/$$t $$dict -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 \
+	    -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $$work >$$log 2>&1 || { tail -n 60 $$log; exit 1; }; \
+	  grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|stat::average_exec_per_sec)' $$log; \
+	done
+
+# `make valgrind` runs every test executable of the default build under
+# memcheck. Concurrency and stress tests are left out (too slow under
+# valgrind's serialised threads; ThreadSanitizer covers them), as are the
+# sweeps listed in VALGRIND_SKIP.
+VALGRIND_DIR ?= build/default
+VALGRIND_SKIP ?= *Concurrency*:*Stress*:*SlowSweep*
+VALGRIND_FLAGS := -q --error-exitcode=1 --leak-check=full --errors-for-leak-kinds=definite,indirect
+
+valgrind: deps $(VALGRIND_DIR)/CMakeCache.txt
+	cmake --build $(VALGRIND_DIR) -j $(JOBS)
+	@set -e; for t in $(VALGRIND_DIR)/tests/test_*; do \
+	  [ -x "$$t" ] || continue; \
+	  case "$$t" in *stress*|*_mt) continue;; esac; \
+	  echo "== valgrind $$t"; \
+	  TAV_SOURCE_DIR=$(CURDIR) valgrind $(VALGRIND_FLAGS) $$t --gtest_brief=1 \
+	    --gtest_filter='-$(VALGRIND_SKIP)'; \
+	done; echo "valgrind: no errors"

@@ -1,9 +1,55 @@
+/* The property bag: life cycle, by-name access to single entries and the
+ * registration of listeners. Every operation that changes an entry tells the
+ * bag's listeners before and after the change, on the changing thread. */
 #ifndef TAV_OS_TAVPROPERTIES_TAVPROPERTIESBAG_H
 #define TAV_OS_TAVPROPERTIES_TAVPROPERTIESBAG_H
 
 #include "Os/TavProperties/TavPropertiesTypes.h"
 
 TAV_EXTERN_C_BEGIN
+
+/* Life cycle. The constructors return x, or NULL (x then holds nothing). A
+ * copy takes its source's allocator, entries and listeners and does not lock
+ * the source. Destruct removes the entries one by one in name order, telling
+ * the listeners, and takes no lock. Assign locks only x and tells no
+ * listener; afterwards x has y's entries and y's listeners. */
+TAV_API TavProperties* TavPropertiesConstructDefault(TavProperties* x, TavAllocator* a);
+TAV_API TavProperties* TavPropertiesConstructCopy(TavProperties* x, const TavProperties* y);
+TAV_API void TavPropertiesDestruct(TavProperties* x);
+TAV_API TavProperties* TavPropertiesAssign(TavProperties* x, const TavProperties* y);
+/* Same names with equal values; listeners and allocators are not compared
+ * and neither bag is locked. */
+TAV_API TavBool TavPropertiesEqual(const TavProperties* x, const TavProperties* y);
+TAV_API TavAllocator* TavPropertiesGetAllocator(const TavProperties* x);
+
+/* By-name operations. Add fails on a present name; Set assigns into a present
+ * entry (subject to its settable flag) or adds an absent one; Remove ignores
+ * the settable flag. The CStr forms build the name with the bag's allocator
+ * and fail at once, calling no listener, when they can't. */
+TAV_API TavBool TavPropertiesAddProperty(TavProperties* x, const TavString* name,
+                                         const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesAddPropertyCStr(TavProperties* x, const char* name,
+                                             const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesSetProperty(TavProperties* x, const TavString* name,
+                                         const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesSetPropertyCStr(TavProperties* x, const char* name,
+                                             const TavPropertyValue* v);
+/* The returned pointer points into the bag and stays valid until the entry is
+ * removed or the bag is assigned to or destructed; the lock is released
+ * before it is returned. */
+TAV_API TavPropertyValue* TavPropertiesGetProperty(TavProperties* x, const TavString* name);
+TAV_API const TavPropertyValue* TavPropertiesGetPropertyConst(const TavProperties* x,
+                                                              const TavString* name);
+TAV_API TavPropertyValue* TavPropertiesGetPropertyCStr(TavProperties* x, const char* name);
+TAV_API const TavPropertyValue* TavPropertiesGetPropertyCStrConst(const TavProperties* x,
+                                                                  const char* name);
+TAV_API TavBool TavPropertiesRemoveProperty(TavProperties* x, const TavString* name);
+TAV_API TavBool TavPropertiesRemovePropertyCStr(TavProperties* x, const char* name);
+
+/* Listeners. The bag stores a copy of l; Remove erases the first stored
+ * listener equal to l (same trigger, callback, data, all flag and name). */
+TAV_API TavBool TavPropertiesAddListener(TavProperties* x, TavPropertyListener* l);
+TAV_API TavBool TavPropertiesRemoveListener(TavProperties* x, TavPropertyListener* l);
 
 TAV_EXTERN_C_END
 

@@ -1,9 +1,115 @@
+/* Addressing a bag's entries by path ("a.b[2].c"), the typed accessors built
+ * on it, the listing of a bag's names and the merge of one bag into another.
+ *
+ * A path is a sequence of components separated by dots; each component is a
+ * name, optionally followed by an index in brackets that picks an element of
+ * a vector entry. A backslash keeps the next character in the name (and stays
+ * in it itself), so "a\.b" names one entry of four characters. */
 #ifndef TAV_OS_TAVPROPERTIES_TAVPROPERTIESPATHS_H
 #define TAV_OS_TAVPROPERTIES_TAVPROPERTIESPATHS_H
 
 #include "Os/TavProperties/TavPropertiesTypes.h"
+#include "Utils/TavVector_TavString.h"
 
 TAV_EXTERN_C_BEGIN
+
+/* ---- by path --------------------------------------------------------- */
+
+/* The value at the path, or NULL. The pointer stays valid until its entry is
+ * removed or its bag is assigned to or destructed. */
+TAV_API const TavPropertyValue* TavPropertiesGetPropertyAtPathConst(const TavProperties* x,
+                                                                    const TavString* path);
+TAV_API TavPropertyValue* TavPropertiesGetPropertyAtPath(TavProperties* x, const TavString* path);
+TAV_API const TavPropertyValue* TavPropertiesGetPropertyAtPathCStrConst(const TavProperties* x,
+                                                                        const char* path);
+TAV_API TavPropertyValue* TavPropertiesGetPropertyAtPathCStr(TavProperties* x, const char* path);
+
+/* Add and Set create missing intermediate nested bags (settable ones) on the
+ * way; Add fails on a name that exists, Set assigns into it when the value
+ * there is settable. An index on the last component inserts into (Add),
+ * assigns an element of (Set) or erases from (Remove) a vector entry. */
+TAV_API TavBool TavPropertiesAddPropertyAtPath(TavProperties* x, const TavString* path,
+                                               const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesAddPropertyAtPathCStr(TavProperties* x, const char* path,
+                                                   const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesSetPropertyAtPath(TavProperties* x, const TavString* path,
+                                               const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesSetPropertyAtPathCStr(TavProperties* x, const char* path,
+                                                   const TavPropertyValue* v);
+TAV_API TavBool TavPropertiesRemovePropertyAtPath(TavProperties* x, const TavString* path);
+TAV_API TavBool TavPropertiesRemovePropertyAtPathCStr(TavProperties* x, const char* path);
+
+/* ---- typed accessors ------------------------------------------------- */
+
+/* Setters and adders of one kind, storing a value of that kind built from
+ * the payload `arg` with the given settable flag:
+ *   TavPropertiesSet<Kind>Value, TavPropertiesSet<Kind>ValueCStr,
+ *   TavPropertiesAdd<Kind>Value, TavPropertiesAdd<Kind>ValueCStr. */
+#define TAV_PROPERTIES_DECLARE_STORE(Op, Kind, ArgType)                                     \
+    TAV_API TavBool TavProperties##Op##Kind##Value(TavProperties* x, const TavString* path, \
+                                                   ArgType arg, TavBool settable);          \
+    TAV_API TavBool TavProperties##Op##Kind##ValueCStr(TavProperties* x, const char* path,  \
+                                                       ArgType arg, TavBool settable);
+
+/* Getters: TavPropertiesGet<Kind>Value and TavPropertiesGet<Kind>ValueCStr,
+ * a pointer to the payload of the value at the path when it is of a kind
+ * that TavPropertyValueGet<Kind> accepts, else NULL. */
+#define TAV_PROPERTIES_DECLARE_GET(Kind, Type)                                \
+    TAV_API const Type* TavPropertiesGet##Kind##Value(const TavProperties* x, \
+                                                      const TavString* path); \
+    TAV_API const Type* TavPropertiesGet##Kind##ValueCStr(const TavProperties* x, const char* path);
+
+#define TAV_PROPERTIES_DECLARE_ACCESSORS(Kind, ArgType, Type) \
+    TAV_PROPERTIES_DECLARE_STORE(Set, Kind, ArgType)          \
+    TAV_PROPERTIES_DECLARE_STORE(Add, Kind, ArgType)          \
+    TAV_PROPERTIES_DECLARE_GET(Kind, Type)
+#define TAV_PROPERTIES_DECLARE_PLAIN_ACCESSORS(Kind, Type, member) \
+    TAV_PROPERTIES_DECLARE_ACCESSORS(Kind, Type, Type)
+#define TAV_PROPERTIES_DECLARE_OWNING_ACCESSORS(Kind, Type) \
+    TAV_PROPERTIES_DECLARE_ACCESSORS(Kind, const Type*, Type)
+
+/* Declares, for Kind in Bool, Int, Int16, Int64, Uint, Uint16, Uint64, SizeT,
+ * Float32, Float64, Time, Resolution, MediaFormat, VoidPtr (payload by value)
+ * and String, Properties, Vector, SharedVoidPtr, WeakVoidPtr (payload by
+ * const pointer):
+ *   TavPropertiesSet<Kind>Value, TavPropertiesSet<Kind>ValueCStr,
+ *   TavPropertiesAdd<Kind>Value, TavPropertiesAdd<Kind>ValueCStr,
+ *   TavPropertiesGet<Kind>Value, TavPropertiesGet<Kind>ValueCStr. */
+TAV_PROPERTYVALUE_PLAIN_KINDS(TAV_PROPERTIES_DECLARE_PLAIN_ACCESSORS)
+TAV_PROPERTYVALUE_OWNING_KINDS(TAV_PROPERTIES_DECLARE_OWNING_ACCESSORS)
+
+/* A String value built from a zero-terminated text (with x's allocator):
+ *   TavPropertiesSetStringCStrValue, TavPropertiesSetStringCStrValueCStr,
+ *   TavPropertiesAddStringCStrValue, TavPropertiesAddStringCStrValueCStr. */
+TAV_PROPERTIES_DECLARE_STORE(Set, StringCStr, const char*)
+TAV_PROPERTIES_DECLARE_STORE(Add, StringCStr, const char*)
+
+#undef TAV_PROPERTIES_DECLARE_OWNING_ACCESSORS
+#undef TAV_PROPERTIES_DECLARE_PLAIN_ACCESSORS
+#undef TAV_PROPERTIES_DECLARE_ACCESSORS
+#undef TAV_PROPERTIES_DECLARE_GET
+#undef TAV_PROPERTIES_DECLARE_STORE
+
+/* The settable flag and the kind of the value at the path, or NULL when
+ * there is none. */
+TAV_API const TavBool* TavPropertiesIsSettableValue(const TavProperties* x, const TavString* path);
+TAV_API const TavBool* TavPropertiesIsSettableValueCStr(const TavProperties* x, const char* path);
+TAV_API const TavPropertyValueType* TavPropertiesGetTypeValue(const TavProperties* x,
+                                                              const TavString* path);
+TAV_API const TavPropertyValueType* TavPropertiesGetTypeValueCStr(const TavProperties* x,
+                                                                  const char* path);
+
+/* ---- names and merge ------------------------------------------------- */
+
+/* Replaces names' contents with copies of x's own names in ascending order.
+ * On failure names is left untouched and the result is false. */
+TAV_API TavBool TavPropertiesGetAllNames(const TavProperties* x, TavVector_TavString* names);
+
+/* Copies every entry of y into x through x's set (so x's settable rules and
+ * listeners apply); nested bags are merged recursively, up to 63 levels
+ * below y. Returns x, or NULL on failure, keeping the entries already
+ * merged. */
+TAV_API TavProperties* TavPropertiesMerge(TavProperties* x, const TavProperties* y);
 
 TAV_EXTERN_C_END
 

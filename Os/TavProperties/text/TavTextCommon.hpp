@@ -1,0 +1,107 @@
+// What the printer and the XML and JSON writers share: the walk over a bag's
+// entries, the text of scalar values, and a buffered appender that turns many
+// small pieces into few appends to the output string.
+#ifndef TAV_OS_TAVPROPERTIES_TEXT_TAVTEXTCOMMON_HPP
+#define TAV_OS_TAVPROPERTIES_TEXT_TAVTEXTCOMMON_HPP
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+#include "Os/TavProperties.h"
+
+namespace tav::text {
+
+// The text a "%s" conversion gives for a string: up to its first zero byte.
+inline std::string_view CText(const TavString* s) {
+    const void* nul = std::memchr(s->buf, '\0', s->size);
+    return {s->buf, nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - s->buf)
+                        : static_cast<std::size_t>(s->size)};
+}
+
+// Calls visit(name, value) for every entry of bag in name order; stops early
+// when visit returns false, and returns whether the walk went to the end. The
+// caller holds the bag's lock.
+template <class Visit>
+bool ForEachEntry(const TavProperties* bag, Visit&& visit) {
+    TavMap_TavString__TavPropertyValueConstIterator it =
+        TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
+    const TavMap_TavString__TavPropertyValueConstIterator end =
+        TavMap_TavString__TavPropertyValueEndConst(&bag->map);
+    for (; it != end; TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
+        if (!visit(&it->value.first, &it->value.second)) return false;
+    }
+    return true;
+}
+
+// The written kinds that have no number of their own, Properties (15) and
+// Vector (16), are left out of the printer's and the XML writer's tables of
+// twenty names: kinds 0 to 14 index them directly, kinds 17 to 21 two lower.
+constexpr std::size_t CompactKindIndex(TavPropertyValueType kind) {
+    return kind < TAV_PROPERTYVALUE_TYPE_Properties ? static_cast<std::size_t>(kind)
+                                                    : static_cast<std::size_t>(kind) - 2;
+}
+
+// Room for the longest scalar text: "%f" of the largest double has 309
+// integer digits, a sign, a point and six decimals.
+struct ScalarBuffer {
+    char chars[336];
+};
+
+enum class ScalarForm : std::uint8_t {
+    None,    // not a scalar: Resolution, String, Properties, Vector
+    Bare,    // booleans and numbers
+    Quoted,  // addresses and format codes, which JSON writes in quotes
+};
+
+struct Scalar {
+    ScalarForm form;
+    std::string_view text;
+};
+
+// Digits after the point for Float32 and Float64 values.
+struct FloatDigits {
+    int f32;
+    int f64;
+};
+
+// The text of a scalar value: booleans as true/false, integers in decimal,
+// floats fixed-point with the given digits (as "%.Nf" writes them), media
+// formats as their four characters, and pointers, wrapped objects and shared
+// pointers as the decimal address they hold. Weak pointers are locked for the
+// read and give 0 when their object is gone.
+Scalar ScalarText(const TavPropertyValue* v, FloatDigits digits, ScalarBuffer& buf);
+
+// A size in decimal, as "%zu" writes it (for the two fields of a resolution).
+std::string_view SizeText(TavSizeT n, ScalarBuffer& buf);
+
+// Collects text in a fixed buffer and appends it to a TavString when full or
+// flushed. After a failed append nothing more is appended: the string then
+// holds the text up to the last successful flush.
+class StringSink {
+public:
+    explicit StringSink(TavString* out) : out_(out) {}
+    StringSink(const StringSink&) = delete;
+    StringSink& operator=(const StringSink&) = delete;
+
+    void Put(std::string_view text);
+    void Put(char c) {
+        if (used_ == kCapacity) Flush();
+        buf_[used_++] = c;
+    }
+    // Appends what is buffered; false when this or an earlier append failed.
+    bool Flush();
+    bool ok() const { return !failed_; }
+
+private:
+    static constexpr std::size_t kCapacity = 4096;
+    TavString* out_;
+    std::size_t used_ = 0;
+    bool failed_ = false;
+    char buf_[kCapacity + 1];
+};
+
+}  // namespace tav::text
+
+#endif

@@ -1,0 +1,15 @@
+// The vector family over strings. The algorithms are shared with the
+// property module's vectors (TavVectorImpl.hpp).
+#include "Utils/TavVector_TavString.h"
+
+#include "Os/TavProperties/containers/TavVectorImpl.hpp"
+
+namespace {
+
+using StringOps = tav::RecordOps<TavString, &TavStringConstructCopy, &TavStringDestruct,
+                                 &TavStringAssign, &TavStringEqual>;
+
+}  // namespace
+
+TAV_VECTOR_DEFINE(TavVector_TavString, TavString, StringOps)
+TAV_VECTOR_DEFINE_EQUAL(TavVector_TavString)

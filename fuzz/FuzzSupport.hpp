@@ -1,0 +1,317 @@
+// Shared pieces of the fuzz targets: a checking allocator that can refuse
+// allocations on the input's command, makers of values of every kind, and a
+// listener that checks the arguments of every event it hears.
+//
+// A fuzz target has no test framework to report to, so every broken promise
+// aborts (Require), which libFuzzer records as a crash with its input.
+#ifndef TAV_FUZZ_FUZZSUPPORT_HPP
+#define TAV_FUZZ_FUZZSUPPORT_HPP
+
+#include <fuzzer/FuzzedDataProvider.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <unordered_map>
+
+#include "Os/TavProperties.h"
+
+namespace tavfuzz {
+
+// Set TAV_FUZZ_TRACE to have the targets print each operation they run, to
+// read a crash input back.
+inline bool Tracing() {
+    static const bool tracing = std::getenv("TAV_FUZZ_TRACE") != nullptr;
+    return tracing;
+}
+
+inline void Require(bool ok, const char* what) {
+    if (!ok) {
+        std::fprintf(stderr, "broken promise: %s\n", what);
+        std::abort();
+    }
+}
+
+// Every block must come back with the byte count it was taken with, and none
+// may be left when the allocator goes. With failEvery n > 0, every n-th
+// allocation is refused, which drives the library through its failure paths.
+class CheckedAllocator {
+public:
+    explicit CheckedAllocator(unsigned failEvery = 0) : failEvery_(failEvery) {
+        alloc_.allocate = &Allocate;
+        alloc_.deallocate = &Deallocate;
+        alloc_.maxSize = ~static_cast<TavSizeT>(0);
+        alloc_.userData = this;
+    }
+    ~CheckedAllocator() {
+        for (const auto& block : blocks_) std::fprintf(stderr, "live block of %zu bytes\n", static_cast<std::size_t>(block.second));
+        Require(blocks_.empty(), "every block returned to its allocator");
+    }
+    CheckedAllocator(const CheckedAllocator&) = delete;
+    CheckedAllocator& operator=(const CheckedAllocator&) = delete;
+
+    TavAllocator* get() { return &alloc_; }
+    unsigned refused() const { return refused_; }
+    void StopFailing() { failEvery_ = 0; }
+
+private:
+    static void* Allocate(TavAllocator* a, TavSizeT n) {
+        auto* self = static_cast<CheckedAllocator*>(a->userData);
+        Require(n > 0, "no zero-byte allocation");
+        if (self->failEvery_ != 0 && ++self->count_ % self->failEvery_ == 0) {
+            ++self->refused_;
+            return nullptr;
+        }
+        void* p = std::malloc(n);
+        if (p != nullptr) self->blocks_.emplace(p, n);
+        return p;
+    }
+    static void Deallocate(TavAllocator* a, void* p, TavSizeT n) {
+        auto* self = static_cast<CheckedAllocator*>(a->userData);
+        auto it = self->blocks_.find(p);
+        Require(it != self->blocks_.end(), "a block goes back to the allocator it came from");
+        Require(it->second == n, "a block goes back with the size it was taken with");
+        self->blocks_.erase(it);
+        std::free(p);
+    }
+
+    TavAllocator alloc_;
+    std::unordered_map<void*, TavSizeT> blocks_;
+    unsigned failEvery_, count_ = 0, refused_ = 0;
+};
+
+// Points the foundation's default allocator (used by the reader's temporaries,
+// the bags it builds and wrapped objects) at a checked allocator while alive.
+class DefaultAllocatorHook {
+public:
+    explicit DefaultAllocatorHook(CheckedAllocator& checked) : saved_(tavAllocator_) {
+        tavAllocator_.allocate = checked.get()->allocate;
+        tavAllocator_.deallocate = checked.get()->deallocate;
+        tavAllocator_.userData = checked.get()->userData;
+    }
+    ~DefaultAllocatorHook() { tavAllocator_ = saved_; }
+    DefaultAllocatorHook(const DefaultAllocatorHook&) = delete;
+    DefaultAllocatorHook& operator=(const DefaultAllocatorHook&) = delete;
+
+private:
+    TavAllocator saved_;
+};
+
+// ---- wrapped objects and shared pointers ---------------------------------
+
+struct Boxed {
+    int value;
+};
+
+inline void* BoxCopy(void* dst, const void* src) {
+    static_cast<Boxed*>(dst)->value = static_cast<const Boxed*>(src)->value;
+    return dst;
+}
+inline void BoxDestruct(void*) {}
+inline void* BoxAssign(void* dst, const void* src) { return BoxCopy(dst, src); }
+inline TavBool BoxEqual(const void* a, const void* b) {
+    return static_cast<const Boxed*>(a)->value == static_cast<const Boxed*>(b)->value;
+}
+inline const TavPropertyValueCallbacks kBoxCallbacks = {&BoxCopy, &BoxDestruct, &BoxAssign,
+                                                        &BoxEqual};
+
+inline void DeleteBoxed(TavVoidPtr p, TavAllocator*) { delete static_cast<Boxed*>(p); }
+
+// ---- values --------------------------------------------------------------
+
+// Short names from a small alphabet, so that operations on random names meet
+// each other's entries often.
+inline std::string PickName(FuzzedDataProvider& in) {
+    static const char kAlphabet[] = "abcxyz_01";
+    std::string name;
+    const std::size_t length = in.ConsumeIntegralInRange<std::size_t>(0, 3);
+    for (std::size_t i = 0; i < length; ++i)
+        name += kAlphabet[in.ConsumeIntegralInRange<std::size_t>(0, sizeof kAlphabet - 2)];
+    return name;
+}
+
+// Floating values come from small integers: never NaN, so that every value
+// equals its own copy and the targets can check copies by equality.
+inline double PickFloat(FuzzedDataProvider& in) { return in.ConsumeIntegral<int16_t>() / 8.0; }
+
+// A shared pointer value owns one use of a new object; the temporary handle
+// that made it is released here.
+inline TavPropertyValue* MakeSharedValue(TavPropertyValue* v, bool settable, bool typed,
+                                         TavAllocator* a) {
+    TavSharedPtr_void sp;
+    auto* object = new Boxed{7};
+    if (TavSharedPtr_voidConstruct(&sp, object, &DeleteBoxed, a) == nullptr) {
+        delete object;
+        return nullptr;
+    }
+    TavPropertyValue* made =
+        typed ? TavPropertyValueConstructSharedPtr(v, &sp, "Boxed", settable, a)
+              : TavPropertyValueConstructSharedVoidPtr(v, &sp, settable);
+    TavSharedPtr_voidDestruct(&sp);
+    return made;
+}
+
+inline TavPropertyValue* MakeWeakValue(TavPropertyValue* v, bool settable, TavAllocator* a) {
+    TavSharedPtr_void sp;
+    auto* object = new Boxed{9};
+    if (TavSharedPtr_voidConstruct(&sp, object, &DeleteBoxed, a) == nullptr) {
+        delete object;
+        return nullptr;
+    }
+    TavWeakPtr_void wp;
+    TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
+    TavPropertyValue* made = TavPropertyValueConstructWeakVoidPtr(v, &wp, settable);
+    TavWeakPtr_voidDestruct(&wp);
+    TavSharedPtr_voidDestruct(&sp);  // the value keeps a weak count on a gone object
+    return made;
+}
+
+inline TavPropertyValue* MakePlainValue(FuzzedDataProvider& in, TavPropertyValue* v,
+                                        bool settable) {
+    switch (in.ConsumeIntegralInRange<int>(0, 13)) {
+        case 0: return TavPropertyValueConstructBool(v, in.ConsumeIntegral<uint8_t>(), settable);
+        case 1: return TavPropertyValueConstructInt(v, in.ConsumeIntegral<int32_t>(), settable);
+        case 2: return TavPropertyValueConstructInt16(v, in.ConsumeIntegral<int16_t>(), settable);
+        case 3: return TavPropertyValueConstructInt64(v, in.ConsumeIntegral<int64_t>(), settable);
+        case 4: return TavPropertyValueConstructUint(v, in.ConsumeIntegral<uint32_t>(), settable);
+        case 5:
+            return TavPropertyValueConstructUint16(v, in.ConsumeIntegral<uint16_t>(), settable);
+        case 6:
+            return TavPropertyValueConstructUint64(v, in.ConsumeIntegral<uint64_t>(), settable);
+        case 7: return TavPropertyValueConstructSizeT(v, in.ConsumeIntegral<uint64_t>(), settable);
+        case 8:
+            return TavPropertyValueConstructFloat32(v, static_cast<float>(PickFloat(in)),
+                                                    settable);
+        case 9: return TavPropertyValueConstructFloat64(v, PickFloat(in), settable);
+        case 10: return TavPropertyValueConstructTime(v, in.ConsumeIntegral<int64_t>(), settable);
+        case 11: {
+            TavResolution res = {in.ConsumeIntegral<uint16_t>(), in.ConsumeIntegral<uint16_t>()};
+            return TavPropertyValueConstructResolution(v, res, settable);
+        }
+        case 12:
+            return TavPropertyValueConstructMediaFormat(v, in.ConsumeIntegral<uint32_t>(),
+                                                        settable);
+        default: return TavPropertyValueConstructVoidPtr(v, nullptr, settable);
+    }
+}
+
+inline TavPropertyValue* MakeVectorValue(FuzzedDataProvider& in, TavPropertyValue* v,
+                                         bool settable, TavAllocator* a) {
+    TavVector_TavPropertyValue vec;
+    TavVector_TavPropertyValueConstructDefault(&vec, a);
+    const int count = in.ConsumeIntegralInRange<int>(0, 4);
+    for (int i = 0; i < count; ++i) {
+        TavPropertyValue element;
+        MakePlainValue(in, &element, true);
+        TavVector_TavPropertyValuePushBack(&vec, &element);  // a refusal just makes it shorter
+        TavPropertyValueDestruct(&element);
+    }
+    TavPropertyValue* made = TavPropertyValueConstructVector(v, &vec, settable);
+    TavVector_TavPropertyValueDestruct(&vec);
+    return made;
+}
+
+// Builds a value of a kind the input picks; `nested` is copied for the
+// nested-bag kind (an empty bag when null). Null when the allocator refused.
+//
+// A vector that fails to erase an element (an element after it refuses the
+// assignment that moves it down) drops the elements from the refusing one on
+// without destroying them, by design; values meant for vectors are therefore
+// made settable (`forVector`), and vectors hold only settable elements, so
+// that every block still comes back.
+inline TavPropertyValue* MakeValue(FuzzedDataProvider& in, TavPropertyValue* v, TavAllocator* a,
+                                   const TavProperties* nested = nullptr, bool forVector = false) {
+    const bool settable = forVector || in.ConsumeProbability<float>() < 0.8f;
+    switch (in.ConsumeIntegralInRange<int>(0, 7)) {
+        case 0: {
+            const std::string text = in.ConsumeRandomLengthString(12);
+            return TavPropertyValueConstructStringCStr(v, text.c_str(), settable, a);
+        }
+        case 1: {
+            if (nested != nullptr) return TavPropertyValueConstructProperties(v, nested, settable);
+            TavProperties empty;
+            if (TavPropertiesConstructDefault(&empty, a) == nullptr) return nullptr;
+            TavPropertyValue* made = TavPropertyValueConstructProperties(v, &empty, settable);
+            TavPropertiesDestruct(&empty);
+            return made;
+        }
+        case 2: return MakeVectorValue(in, v, settable, a);
+        case 3: return MakeSharedValue(v, settable, in.ConsumeBool(), a);
+        case 4: return MakeWeakValue(v, settable, a);
+        case 5: {
+            const Boxed box{in.ConsumeIntegral<int8_t>()};
+            return TavPropertyValueConstructWrapper(v, &box, sizeof box, &kBoxCallbacks, "Boxed",
+                                                    settable, a);
+        }
+        default: return MakePlainValue(in, v, settable);
+    }
+}
+
+// ---- listeners -----------------------------------------------------------
+
+// Checks what a listener is told: a name always, and the old and new values
+// the event table allows for its trigger. Reads the bag back on the same
+// thread, which the recursive lock must allow.
+struct ListenerLog {
+    unsigned calls = 0;
+};
+
+inline void CheckingListener(const TavPropertyListener* l, TavProperties* bag,
+                             const TavString* name, const TavPropertyValue* oldValue,
+                             const TavPropertyValue* newValue) {
+    Require(name != nullptr && bag != nullptr, "a listener is told the bag and the name");
+    if (TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_After && newValue == nullptr)
+        Require(oldValue == nullptr || TavPropertyValueGetVector(oldValue) != nullptr,
+                "after a removal only a vector entry is passed as old value");
+    if (newValue != nullptr) (void)TavPropertyValueGetType(newValue);
+    if (oldValue != nullptr) (void)TavPropertyValueGetType(oldValue);
+    (void)TavPropertiesGetPropertyConst(bag, name);
+    ++static_cast<ListenerLog*>(TavPropertyListenerGetData(l))->calls;
+}
+
+// Registers an all-names listener for each trigger; false when refused.
+inline bool ListenToAll(TavProperties* bag, ListenerLog* log, TavAllocator* a) {
+    bool ok = true;
+    for (auto trigger : {TAV_PROPERTYLISTENER_TRIGGER_Before, TAV_PROPERTYLISTENER_TRIGGER_After}) {
+        TavPropertyListener l;
+        if (TavPropertyListenerConstructCStr(&l, trigger, nullptr, &CheckingListener, log, a) ==
+            nullptr)
+            return false;
+        ok = TavPropertiesAddListener(bag, &l) && ok;
+        TavPropertyListenerDestruct(&l);
+    }
+    return ok;
+}
+
+// ---- text forms ----------------------------------------------------------
+
+// Writes a bag in every text form. The JSON writer may refuse (depth, memory);
+// when it succeeds its text is one object. The XML writer appends.
+inline void WriteAll(const TavProperties* bag, TavAllocator* a, bool expectJson) {
+    TavString json, xml;
+    TavStringConstructDefault(&json, a);
+    TavStringConstructDefault(&xml, a);
+    const TavString* written = TavPropertiesToJson(bag, &json);
+    Require(!expectJson || written == &json, "JSON of a shallow bag with memory to spare");
+    if (written != nullptr) {
+        Require(TavStringSize(&json) >= 2 && TavStringCStr(&json)[0] == '{' &&
+                    TavStringCStr(&json)[TavStringSize(&json) - 1] == '}',
+                "JSON text is one object");
+    } else {
+        Require(TavStringSize(&json) == 0, "a failed JSON write leaves the string untouched");
+    }
+    Require(TavPropertiesToXml(bag, &xml) == &xml, "the XML writer returns its string");
+    static FILE* devNull = std::fopen("/dev/null", "w");
+    if (devNull != nullptr) {
+        TavFile file;
+        TavFileConstructStream(&file, devNull);
+        TavPropertiesPrint(bag, &file, "");
+        TavFileDestruct(&file);
+    }
+    TavStringDestruct(&xml);
+    TavStringDestruct(&json);
+}
+
+}  // namespace tavfuzz
+
+#endif

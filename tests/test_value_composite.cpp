@@ -1,0 +1,241 @@
+// Values that hold a nested bag or a vector of values: deep copies, where
+// their storage comes from and goes back to, equality, and the state every
+// failure leaves.
+#include <gtest/gtest.h>
+
+#include <utility>
+
+#include "CountingAllocator.hpp"
+
+using tavtest::CountingAllocator;
+using tavtest::SweepAllocationFailures;
+
+namespace {
+
+void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*,
+               const TavPropertyValue*, const TavPropertyValue*) {
+    ++*static_cast<int*>(TavPropertyListenerGetData(l));
+}
+
+// The nested bag of a value, to change it from a test.
+TavProperties* Nested(const TavPropertyValue* v) {
+    return const_cast<TavProperties*>(TavPropertyValueGetProperties(v));
+}
+
+class CompositeValue : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TavPropertyValue v;
+        ASSERT_NE(TavPropertiesConstructDefault(&bag, bagAlloc), nullptr);
+        TavPropertyValueConstructStringCStr(&v, "a string that needs a buffer", TAV_TRUE, bagAlloc);
+        ASSERT_TRUE(TavPropertiesAddPropertyCStr(&bag, "title", &v));
+        TavPropertyValueDestruct(&v);
+        TavPropertyValueConstructInt(&v, 640, TAV_TRUE);
+        ASSERT_TRUE(TavPropertiesAddPropertyCStr(&bag, "width", &v));
+
+        TavVector_TavPropertyValueConstructDefault(&vec, vecAlloc);
+        ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
+        TavPropertyValueConstructInt(&v, 2, TAV_TRUE);
+        ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
+        ASSERT_NE(TavPropertyValueConstructProperties(&v, &bag, TAV_TRUE), nullptr);
+        ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
+        TavPropertyValueDestruct(&v);
+    }
+    void TearDown() override {
+        TavVector_TavPropertyValueDestruct(&vec);
+        TavPropertiesDestruct(&bag);
+    }
+
+    CountingAllocator bagAlloc, vecAlloc;
+    TavProperties bag;               // {title: String, width: Int 640}
+    TavVector_TavPropertyValue vec;  // [640, 2, {title, width}]
+};
+
+TEST_F(CompositeValue, NestedBagRecordComesFromAndReturnsToItsOwnAllocator) {
+    CountingAllocator emptyAlloc;
+    TavProperties empty;
+    TavPropertiesConstructDefault(&empty, emptyAlloc);
+    TavPropertyValue x, y;
+    ASSERT_EQ(TavPropertyValueConstructProperties(&x, &empty, TAV_TRUE), &x);
+    ASSERT_EQ(TavPropertyValueConstructCopy(&y, &x), &y);
+    for (auto* v : {&x, &y}) {
+        EXPECT_NE(Nested(v), &empty);
+        EXPECT_EQ(emptyAlloc.sizeOf(Nested(v)), sizeof(TavProperties));
+        EXPECT_EQ(TavPropertiesGetAllocator(Nested(v)), emptyAlloc.get());
+        TavPropertyValueDestruct(v);
+    }
+    EXPECT_EQ(emptyAlloc.liveBlocks(), 0u);  // back with the size it was taken with
+    TavPropertiesDestruct(&empty);
+}
+
+TEST_F(CompositeValue, NestedBagsAreDeepCopiesAssignedInPlace) {
+    TavPropertyValue x, y, extra;
+    ASSERT_EQ(TavPropertyValueConstructProperties(&x, &bag, TAV_TRUE), &x);
+    ASSERT_EQ(TavPropertyValueConstructCopy(&y, &x), &y);
+    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
+    TavPropertyValueConstructBool(&extra, TAV_TRUE, TAV_TRUE);
+    ASSERT_TRUE(TavPropertiesAddPropertyCStr(Nested(&y), "extra", &extra));
+    TavPropertiesRemovePropertyCStr(&bag, "width");
+    EXPECT_FALSE(TavPropertyValueEqual(&x, &y));
+    EXPECT_EQ(TavPropertiesGetPropertyCStrConst(Nested(&x), "extra"), nullptr);
+    EXPECT_NE(TavPropertiesGetPropertyCStrConst(Nested(&x), "width"), nullptr);
+
+    TavProperties* before = Nested(&x);
+    ASSERT_EQ(TavPropertyValueAssign(&x, &y), &x);
+    EXPECT_EQ(Nested(&x), before);
+    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
+    TavPropertyValueDestruct(&x);
+    TavPropertyValueDestruct(&y);
+}
+
+TEST_F(CompositeValue, NestedBagsKeepListenersButEqualityIgnoresThem) {
+    int calls = 0;
+    TavPropertyListener l;
+    TavPropertyListenerConstructCStr(&l, TAV_PROPERTYLISTENER_TRIGGER_After, nullptr, &CountCall,
+                                     &calls, bagAlloc);
+    TavPropertyValue plain, heard, v;
+    ASSERT_EQ(TavPropertyValueConstructProperties(&plain, &bag, TAV_TRUE), &plain);
+    ASSERT_TRUE(TavPropertiesAddListener(&bag, &l));
+    ASSERT_EQ(TavPropertyValueConstructProperties(&heard, &bag, TAV_TRUE), &heard);
+    EXPECT_TRUE(TavPropertyValueEqual(&plain, &heard));
+
+    TavPropertyValueConstructInt(&v, 480, TAV_TRUE);
+    ASSERT_TRUE(TavPropertiesSetPropertyCStr(Nested(&heard), "height", &v));
+    ASSERT_TRUE(TavPropertiesSetPropertyCStr(Nested(&plain), "height", &v));
+    EXPECT_EQ(calls, 1) << "only the copy of the bag with the listener tells it";
+    EXPECT_TRUE(TavPropertyValueEqual(&plain, &heard));
+    TavPropertyValueDestruct(&plain);
+    TavPropertyValueDestruct(&heard);  // tells of each of its three entries
+    EXPECT_EQ(calls, 4);
+    TavPropertyListenerDestruct(&l);
+}
+
+TEST_F(CompositeValue, VectorsAreDeepCopiesComparedInOrder) {
+    TavPropertyValue x, y, e1, e2;
+    ASSERT_EQ(TavPropertyValueConstructVector(&x, &vec, TAV_TRUE), &x);
+    ASSERT_EQ(TavPropertyValueConstructCopy(&y, &x), &y);
+    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
+    ASSERT_EQ(TavPropertyValueGetVector(&x), &x.u.vec);
+    std::swap(*TavVector_TavPropertyValueAt(&y.u.vec, 0), *TavVector_TavPropertyValueAt(&y.u.vec, 1));
+    EXPECT_FALSE(TavPropertyValueEqual(&x, &y));
+    TavVector_TavPropertyValueClear(&vec);
+    EXPECT_EQ(TavVector_TavPropertyValueSize(&x.u.vec), 3u);
+
+    ASSERT_EQ(TavPropertyValueConstructVector(&e1, &vec, TAV_TRUE), &e1);
+    ASSERT_EQ(TavPropertyValueConstructVector(&e2, &vec, TAV_FALSE), &e2);
+    EXPECT_TRUE(TavPropertyValueEqual(&e1, &e2));
+    EXPECT_EQ(TavPropertyValueToVector(&x, &vec), &vec);
+    EXPECT_TRUE(TavVector_TavPropertyValueEqual(&vec, &x.u.vec));
+    for (auto* v : {&x, &y, &e1, &e2}) TavPropertyValueDestruct(v);
+}
+
+TEST_F(CompositeValue, GettersAndConversionsKeepToTheirKind) {
+    TavPropertyValue p, v;
+    TavPropertyValueConstructProperties(&p, &bag, TAV_TRUE);
+    TavPropertyValueConstructVector(&v, &vec, TAV_TRUE);
+    EXPECT_EQ(TavPropertyValueGetProperties(&v), nullptr);
+    EXPECT_EQ(TavPropertyValueGetVector(&p), nullptr);
+    EXPECT_EQ(TavPropertyValueToVector(&p, &vec), nullptr);
+    EXPECT_EQ(TavVector_TavPropertyValueSize(&vec), 3u);
+    EXPECT_EQ(TavPropertyValueToProperties(&v, &bag), nullptr);
+    TavPropertyValueDestruct(&v);
+
+    TavPropertiesRemovePropertyCStr(&bag, "width");
+    EXPECT_EQ(TavPropertyValueToProperties(&p, &bag), &bag);
+    EXPECT_TRUE(TavPropertiesEqual(&bag, Nested(&p)));
+    TavPropertyValueDestruct(&p);
+}
+
+TEST_F(CompositeValue, AssignmentSwitchesBetweenCompositeAndPlainKinds) {
+    const std::size_t vecBase = vecAlloc.liveBlocks(), bagBase = bagAlloc.liveBlocks();
+    TavPropertyValue x, b, locked, vecValue, bagValue;
+    TavPropertyValueConstructVector(&vecValue, &vec, TAV_TRUE);
+    TavPropertyValueConstructProperties(&bagValue, &bag, TAV_TRUE);
+    TavPropertyValueConstructInt(&x, 3, TAV_TRUE);
+    TavPropertyValueConstructBool(&b, TAV_FALSE, TAV_TRUE);
+    TavPropertyValueConstructInt(&locked, 1, TAV_FALSE);
+    const std::size_t withSources = bagAlloc.liveBlocks();
+    for (auto* y : {&vecValue, &bagValue}) {
+        ASSERT_EQ(TavPropertyValueAssign(&x, y), &x);
+        EXPECT_TRUE(TavPropertyValueEqual(&x, y));
+        EXPECT_EQ(TavPropertyValueAssign(&locked, y), nullptr);
+        ASSERT_EQ(TavPropertyValueAssign(&x, &b), &x);  // every element released
+        EXPECT_EQ(bagAlloc.liveBlocks(), withSources);
+    }
+    EXPECT_EQ(locked.type, TAV_PROPERTYVALUE_TYPE_Int);
+    for (auto* v : {&x, &b, &locked, &vecValue, &bagValue}) TavPropertyValueDestruct(v);
+    EXPECT_EQ(vecAlloc.liveBlocks(), vecBase);
+    EXPECT_EQ(bagAlloc.liveBlocks(), bagBase);
+}
+
+TEST_F(CompositeValue, ConstructionFailuresLeaveNothing) {
+    TavPropertyValue bagValue, vecValue, x;
+    ASSERT_NE(TavPropertyValueConstructProperties(&bagValue, &bag, TAV_TRUE), nullptr);
+    ASSERT_NE(TavPropertyValueConstructVector(&vecValue, &vec, TAV_TRUE), nullptr);
+    const std::size_t bagBase = bagAlloc.liveBlocks(), vecBase = vecAlloc.liveBlocks();
+    auto sweep = [&](auto construct, const TavPropertyValue* expected) {
+        for (auto* a : {&bagAlloc, &vecAlloc}) {
+            SweepAllocationFailures(*a, [&](std::size_t) {
+                if (construct() == nullptr) {
+                    EXPECT_EQ(bagAlloc.liveBlocks(), bagBase);
+                    EXPECT_EQ(vecAlloc.liveBlocks(), vecBase);
+                    return;
+                }
+                EXPECT_TRUE(TavPropertyValueEqual(&x, expected));
+                TavPropertyValueDestruct(&x);
+            });
+        }
+    };
+    sweep([&] { return TavPropertyValueConstructProperties(&x, &bag, TAV_TRUE); }, &bagValue);
+    sweep([&] { return TavPropertyValueConstructVector(&x, &vec, TAV_TRUE); }, &vecValue);
+    sweep([&] { return TavPropertyValueConstructCopy(&x, &bagValue); }, &bagValue);
+    sweep([&] { return TavPropertyValueConstructCopy(&x, &vecValue); }, &vecValue);
+    TavPropertyValueDestruct(&bagValue);
+    TavPropertyValueDestruct(&vecValue);
+}
+
+TEST_F(CompositeValue, AssignmentFailuresLeaveTheRuledState) {
+    TavPropertyValue bagValue, vecValue, emptyBag, emptyVec;
+    TavProperties empty;
+    TavPropertiesConstructDefault(&empty, bagAlloc);
+    TavPropertyValueConstructProperties(&bagValue, &bag, TAV_TRUE);
+    TavPropertyValueConstructVector(&vecValue, &vec, TAV_TRUE);
+    TavPropertyValueConstructProperties(&emptyBag, &empty, TAV_TRUE);
+    TavVector_TavPropertyValue none;
+    TavVector_TavPropertyValueConstructDefault(&none, vecAlloc);
+    TavPropertyValueConstructVector(&emptyVec, &none, TAV_TRUE);
+    TavVector_TavPropertyValueDestruct(&none);
+    const std::size_t bagBase = bagAlloc.liveBlocks(), vecBase = vecAlloc.liveBlocks();
+    // Into another kind a failure leaves a false Bool and no leak; into the
+    // same kind it leaves the target's kind (and its nested bag record).
+    auto attempt = [&](const TavPropertyValue* start, const TavPropertyValue* y) {
+        TavPropertyValue x;
+        if (TavPropertyValueConstructCopy(&x, start) == nullptr) return;  // hit the set-up
+        const TavProperties* record = TavPropertyValueGetProperties(&x);
+        if (TavPropertyValueAssign(&x, y) != nullptr) {
+            EXPECT_TRUE(TavPropertyValueEqual(&x, y));
+        } else if (start->type == y->type) {
+            EXPECT_EQ(x.type, y->type);
+            EXPECT_EQ(TavPropertyValueGetProperties(&x), record);
+        } else {
+            EXPECT_EQ(x.type, TAV_PROPERTYVALUE_TYPE_Bool);
+            EXPECT_EQ(x.u.b, TAV_FALSE);
+        }
+        TavPropertyValueDestruct(&x);
+        EXPECT_EQ(bagAlloc.liveBlocks(), bagBase);
+        EXPECT_EQ(vecAlloc.liveBlocks(), vecBase);
+    };
+    TavPropertyValue i;
+    TavPropertyValueConstructInt(&i, 1, TAV_TRUE);
+    for (auto* start : {&i, &emptyBag, &emptyVec}) {
+        for (auto* y : {&bagValue, &vecValue}) {
+            for (auto* a : {&bagAlloc, &vecAlloc}) {
+                SweepAllocationFailures(*a, [&](std::size_t) { attempt(start, y); });
+            }
+        }
+    }
+    for (auto* v : {&bagValue, &vecValue, &emptyBag, &emptyVec}) TavPropertyValueDestruct(v);
+    TavPropertiesDestruct(&empty);
+}
+
+}  // namespace
