@@ -40,32 +40,19 @@ private:
     TavProperties bag_;
 };
 
-// Value makers; the caller owns (and Bag::Put consumes) the result.
-inline TavPropertyValue Bool(bool b) {
+// Value makers, all settable; the caller owns (and Bag::Put consumes) the
+// result.
+template <class T>
+TavPropertyValue Plain(TavPropertyValue* (*construct)(TavPropertyValue*, T, TavBool), T payload) {
     TavPropertyValue v;
-    TavPropertyValueConstructBool(&v, b, TAV_TRUE);
+    construct(&v, payload, TAV_TRUE);
     return v;
 }
-inline TavPropertyValue Int(TavInt i) {
-    TavPropertyValue v;
-    TavPropertyValueConstructInt(&v, i, TAV_TRUE);
-    return v;
-}
-inline TavPropertyValue Uint(TavUint u) {
-    TavPropertyValue v;
-    TavPropertyValueConstructUint(&v, u, TAV_TRUE);
-    return v;
-}
-inline TavPropertyValue F32(TavFloat32 f) {
-    TavPropertyValue v;
-    TavPropertyValueConstructFloat32(&v, f, TAV_TRUE);
-    return v;
-}
-inline TavPropertyValue F64(TavFloat64 f) {
-    TavPropertyValue v;
-    TavPropertyValueConstructFloat64(&v, f, TAV_TRUE);
-    return v;
-}
+inline TavPropertyValue Bool(bool b) { return Plain<TavBool>(TavPropertyValueConstructBool, b); }
+inline TavPropertyValue Int(TavInt i) { return Plain(TavPropertyValueConstructInt, i); }
+inline TavPropertyValue Uint(TavUint u) { return Plain(TavPropertyValueConstructUint, u); }
+inline TavPropertyValue F32(TavFloat32 f) { return Plain(TavPropertyValueConstructFloat32, f); }
+inline TavPropertyValue F64(TavFloat64 f) { return Plain(TavPropertyValueConstructFloat64, f); }
 inline TavPropertyValue Str(const char* s, TavAllocator* a = TavAllocatorGetDefault()) {
     TavPropertyValue v;
     EXPECT_NE(TavPropertyValueConstructStringCStr(&v, s, TAV_TRUE, a), nullptr);
@@ -111,19 +98,14 @@ inline void NestChain(TavProperties* top, int levels) {
 class CommaLocale {
 public:
     CommaLocale() : saved_(std::setlocale(LC_ALL, nullptr)) {
-        for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "fr_FR.utf8"}) {
-            if (std::setlocale(LC_ALL, name) != nullptr) {
-                name_ = name;
-                return;
-            }
-        }
+        if (std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr) return;
         char dir[] = "/tmp/tav-localeXXXXXX";
         if (mkdtemp(dir) == nullptr) return;
         built_ = dir;
         const std::string make = "localedef -i de_DE -f UTF-8 " + built_ + "/de_DE.UTF-8 >/dev/null 2>&1";
         if (std::system(make.c_str()) != 0) return;
         setenv("LOCPATH", dir, 1);
-        if (std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr) name_ = "de_DE.UTF-8";
+        std::setlocale(LC_ALL, "de_DE.UTF-8");
     }
     ~CommaLocale() {
         std::setlocale(LC_ALL, saved_.c_str());
@@ -136,12 +118,11 @@ public:
     CommaLocale(const CommaLocale&) = delete;
     CommaLocale& operator=(const CommaLocale&) = delete;
     // False when no such locale could be had.
-    bool active() const { return name_ != nullptr && *std::localeconv()->decimal_point == ','; }
+    bool active() const { return *std::localeconv()->decimal_point == ','; }
 
 private:
     std::string saved_;
     std::string built_;
-    const char* name_ = nullptr;
 };
 
 }  // namespace texttest

@@ -2,7 +2,6 @@
 // the one walk shared by Add, Set and Remove, which creates missing nested
 // bags and decides by what it finds at each component.
 #include <cstdlib>
-#include <cstring>
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
