@@ -44,6 +44,9 @@ std::vector<int> RunThreads(int threads, const std::function<void(int, int)>& bo
     }
     go = true;
     for (auto& th : pool) th.join();
+    int total = 0;
+    for (int r : rounds) total += r;
+    ::testing::Test::RecordProperty("rounds", total);
     return rounds;
 }
 

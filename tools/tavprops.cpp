@@ -1,7 +1,6 @@
 // tavprops: reads property bags written in the one-line property syntax,
 // merges them, applies edits and writes the result as JSON, XML or a dump.
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -81,7 +80,6 @@ struct Options {
     std::vector<Input> inputs;
     bool help = false;
 };
-
 
 // Why a run stopped: its exit status and the message for standard error.
 struct Failure {

@@ -80,7 +80,7 @@ Scalar ScalarText(const TavPropertyValue* v, FloatDigits digits, ScalarBuffer& b
 
 std::string_view SizeText(TavSizeT n, ScalarBuffer& buf) { return Decimal(n, buf).text; }
 
-void StringSink::Put(std::string_view text) {
+void StringSink::PutLong(std::string_view text) {
     while (!text.empty()) {
         if (used_ == kCapacity) Flush();
         const std::size_t n = text.size() < kCapacity - used_ ? text.size() : kCapacity - used_;

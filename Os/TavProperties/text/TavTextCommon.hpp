@@ -85,7 +85,13 @@ public:
     StringSink(const StringSink&) = delete;
     StringSink& operator=(const StringSink&) = delete;
 
-    void Put(std::string_view text);
+    // Inline for the common small piece, so that pieces of known length
+    // become plain stores.
+    void Put(std::string_view text) {
+        if (text.size() > kCapacity - used_) return PutLong(text);
+        std::memcpy(buf_ + used_, text.data(), text.size());
+        used_ += text.size();
+    }
     void Put(char c) {
         if (used_ == kCapacity) Flush();
         buf_[used_++] = c;
@@ -95,6 +101,8 @@ public:
     bool ok() const { return !failed_; }
 
 private:
+    void PutLong(std::string_view text);
+
     static constexpr std::size_t kCapacity = 4096;
     TavString* out_;
     std::size_t used_ = 0;
