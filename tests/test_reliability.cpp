@@ -423,18 +423,31 @@ TEST_F(AllocationFailureSweep, PathRemoveAndInsertOnVectorEntries) {
 
 // ---- typed setters -----------------------------------------------------------
 
+// The setters of the kinds that copy their payload: after a success the path
+// holds a value of the setter's kind; after a failure the bag still works.
 TEST_F(AllocationFailureSweep, TypedSettersOfOwningKinds) {
     TavProperties source;
     TavVector_TavPropertyValue vec;
-    const std::function<bool()> setters[] = {
-        [&] { return TavPropertiesSetStringCStrValueCStr(&bag, "nested.s", "replacement text!", TAV_TRUE) != 0; },
-        [&] { return TavPropertiesSetStringCStrValueCStr(&bag, "fresh.s", "new text", TAV_TRUE) != 0; },
-        [&] { return TavPropertiesSetPropertiesValueCStr(&bag, "nested", &source, TAV_TRUE) != 0; },
-        [&] { return TavPropertiesAddPropertiesValueCStr(&bag, "fresh.bag", &source, TAV_TRUE) != 0; },
-        [&] { return TavPropertiesSetVectorValueCStr(&bag, "list", &vec, TAV_TRUE) != 0; },
-        [&] { return TavPropertiesSetVectorValueCStr(&bag, "count", &vec, TAV_TRUE) != 0; },
+    struct Setter {
+        const char* path;
+        TavPropertyValueType kind;
+        std::function<bool(const char*)> set;
     };
-    for (const auto& set : setters) {
+    const Setter setters[] = {
+        {"nested.s", TAV_PROPERTYVALUE_TYPE_String,
+         [&](const char* p) { return TavPropertiesSetStringCStrValueCStr(&bag, p, "replacement text!", TAV_TRUE) != 0; }},
+        {"fresh.s", TAV_PROPERTYVALUE_TYPE_String,
+         [&](const char* p) { return TavPropertiesSetStringCStrValueCStr(&bag, p, "new text", TAV_TRUE) != 0; }},
+        {"nested", TAV_PROPERTYVALUE_TYPE_Properties,
+         [&](const char* p) { return TavPropertiesSetPropertiesValueCStr(&bag, p, &source, TAV_TRUE) != 0; }},
+        {"fresh.bag", TAV_PROPERTYVALUE_TYPE_Properties,
+         [&](const char* p) { return TavPropertiesAddPropertiesValueCStr(&bag, p, &source, TAV_TRUE) != 0; }},
+        {"list", TAV_PROPERTYVALUE_TYPE_Vector,
+         [&](const char* p) { return TavPropertiesSetVectorValueCStr(&bag, p, &vec, TAV_TRUE) != 0; }},
+        {"count", TAV_PROPERTYVALUE_TYPE_Vector,
+         [&](const char* p) { return TavPropertiesSetVectorValueCStr(&bag, p, &vec, TAV_TRUE) != 0; }},
+    };
+    for (const auto& setter : setters) {
         SweepOperation(
             alloc,
             [&] {
@@ -446,7 +459,15 @@ TEST_F(AllocationFailureSweep, TypedSettersOfOwningKinds) {
                 TavVector_TavPropertyValuePushBack(&vec, &e);
                 TavPropertyValueDestruct(&e);
             },
-            set, [&](bool, bool) { ExpectUsable(&bag); },
+            [&] { return setter.set(setter.path); },
+            [&](bool ok, bool hit) {
+                const TavPropertyValueType* kind = TavPropertiesGetTypeValueCStr(&bag, setter.path);
+                if (ok && !hit) {
+                    ASSERT_NE(kind, nullptr);
+                    EXPECT_EQ(*kind, setter.kind) << setter.path;
+                }
+                ExpectUsable(&bag);
+            },
             [&] {
                 TavVector_TavPropertyValueDestruct(&vec);
                 TavPropertiesDestruct(&source);

@@ -229,7 +229,7 @@ TEST_F(Value, ConstructorsThatFailLeaveNothing) {
         auto attempt = [&](std::size_t) {
             TavPropertyValue x;
             if (construct(&x) != nullptr) return TavPropertyValueDestruct(&x);
-            EXPECT_EQ(alloc.liveBlocks(), blocks);  // a count taken would keep sp's block
+            EXPECT_EQ(alloc.liveBlocks(), blocks);
         };
         SweepAllocationFailures(alloc, attempt);
         g_log.failCopy = true;  // a wrapper's copy callback may fail too
