@@ -44,7 +44,9 @@ public:
         alloc_.userData = this;
     }
     ~CheckedAllocator() {
-        for (const auto& block : blocks_) std::fprintf(stderr, "live block of %zu bytes\n", static_cast<std::size_t>(block.second));
+        for (const auto& block : blocks_)
+            std::fprintf(stderr, "live block of %zu bytes\n",
+                         static_cast<std::size_t>(block.second));
         Require(blocks_.empty(), "every block returned to its allocator");
     }
     CheckedAllocator(const CheckedAllocator&) = delete;
@@ -108,14 +110,18 @@ inline void* BoxCopy(void* dst, const void* src) {
     return dst;
 }
 inline void BoxDestruct(void*) {}
-inline void* BoxAssign(void* dst, const void* src) { return BoxCopy(dst, src); }
+inline void* BoxAssign(void* dst, const void* src) {
+    return BoxCopy(dst, src);
+}
 inline TavBool BoxEqual(const void* a, const void* b) {
     return static_cast<const Boxed*>(a)->value == static_cast<const Boxed*>(b)->value;
 }
 inline const TavPropertyValueCallbacks kBoxCallbacks = {&BoxCopy, &BoxDestruct, &BoxAssign,
                                                         &BoxEqual};
 
-inline void DeleteBoxed(TavVoidPtr p, TavAllocator*) { delete static_cast<Boxed*>(p); }
+inline void DeleteBoxed(TavVoidPtr p, TavAllocator*) {
+    delete static_cast<Boxed*>(p);
+}
 
 // ---- values --------------------------------------------------------------
 
@@ -132,7 +138,9 @@ inline std::string PickName(FuzzedDataProvider& in) {
 
 // Floating values come from small integers: never NaN, so that every value
 // equals its own copy and the targets can check copies by equality.
-inline double PickFloat(FuzzedDataProvider& in) { return in.ConsumeIntegral<int16_t>() / 8.0; }
+inline double PickFloat(FuzzedDataProvider& in) {
+    return in.ConsumeIntegral<int16_t>() / 8.0;
+}
 
 // A shared pointer value owns one use of a new object; the temporary handle
 // that made it is released here.
@@ -144,9 +152,9 @@ inline TavPropertyValue* MakeSharedValue(TavPropertyValue* v, bool settable, boo
         delete object;
         return nullptr;
     }
-    TavPropertyValue* made =
-        typed ? TavPropertyValueConstructSharedPtr(v, &sp, "Boxed", settable, a)
-              : TavPropertyValueConstructSharedVoidPtr(v, &sp, settable);
+    TavPropertyValue* made = typed
+                                 ? TavPropertyValueConstructSharedPtr(v, &sp, "Boxed", settable, a)
+                                 : TavPropertyValueConstructSharedVoidPtr(v, &sp, settable);
     TavSharedPtr_voidDestruct(&sp);
     return made;
 }
@@ -174,14 +182,11 @@ inline TavPropertyValue* MakePlainValue(FuzzedDataProvider& in, TavPropertyValue
         case 2: return TavPropertyValueConstructInt16(v, in.ConsumeIntegral<int16_t>(), settable);
         case 3: return TavPropertyValueConstructInt64(v, in.ConsumeIntegral<int64_t>(), settable);
         case 4: return TavPropertyValueConstructUint(v, in.ConsumeIntegral<uint32_t>(), settable);
-        case 5:
-            return TavPropertyValueConstructUint16(v, in.ConsumeIntegral<uint16_t>(), settable);
-        case 6:
-            return TavPropertyValueConstructUint64(v, in.ConsumeIntegral<uint64_t>(), settable);
+        case 5: return TavPropertyValueConstructUint16(v, in.ConsumeIntegral<uint16_t>(), settable);
+        case 6: return TavPropertyValueConstructUint64(v, in.ConsumeIntegral<uint64_t>(), settable);
         case 7: return TavPropertyValueConstructSizeT(v, in.ConsumeIntegral<uint64_t>(), settable);
         case 8:
-            return TavPropertyValueConstructFloat32(v, static_cast<float>(PickFloat(in)),
-                                                    settable);
+            return TavPropertyValueConstructFloat32(v, static_cast<float>(PickFloat(in)), settable);
         case 9: return TavPropertyValueConstructFloat64(v, PickFloat(in), settable);
         case 10: return TavPropertyValueConstructTime(v, in.ConsumeIntegral<int64_t>(), settable);
         case 11: {
@@ -195,8 +200,8 @@ inline TavPropertyValue* MakePlainValue(FuzzedDataProvider& in, TavPropertyValue
     }
 }
 
-inline TavPropertyValue* MakeVectorValue(FuzzedDataProvider& in, TavPropertyValue* v,
-                                         bool settable, TavAllocator* a) {
+inline TavPropertyValue* MakeVectorValue(FuzzedDataProvider& in, TavPropertyValue* v, bool settable,
+                                         TavAllocator* a) {
     TavVector_TavPropertyValue vec;
     TavVector_TavPropertyValueConstructDefault(&vec, a);
     const int count = in.ConsumeIntegralInRange<int>(0, 4);
@@ -260,7 +265,8 @@ inline void CheckingListener(const TavPropertyListener* l, TavProperties* bag,
                              const TavString* name, const TavPropertyValue* oldValue,
                              const TavPropertyValue* newValue) {
     Require(name != nullptr && bag != nullptr, "a listener is told the bag and the name");
-    if (TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_After && newValue == nullptr)
+    if (TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_After &&
+        newValue == nullptr)
         Require(oldValue == nullptr || TavPropertyValueGetVector(oldValue) != nullptr,
                 "after a removal only a vector entry is passed as old value");
     if (newValue != nullptr) (void)TavPropertyValueGetType(newValue);

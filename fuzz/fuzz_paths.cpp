@@ -45,7 +45,8 @@ bool AddVector(TavProperties* bag, const char* name, const TavPropertyValue* ele
     TavVector_TavPropertyValue vec;
     TavVector_TavPropertyValueConstructDefault(&vec, TavPropertiesGetAllocator(bag));
     bool ok = true;
-    for (std::size_t i = 0; i < count; ++i) ok = TavVector_TavPropertyValuePushBack(&vec, &elements[i]) && ok;
+    for (std::size_t i = 0; i < count; ++i)
+        ok = TavVector_TavPropertyValuePushBack(&vec, &elements[i]) && ok;
     TavPropertyValue v;
     ok = ok && TavPropertyValueConstructVector(&v, &vec, settable) != nullptr;
     if (ok) {
@@ -73,14 +74,16 @@ bool BuildTree(Fixture& f) {
     if (MakeListenedBag(&b, f)) {
         ok = AddInt(&b, "c", 1, true) && ok;
         if (MakeListenedBag(&a, f)) {
-            ok = AddBag(&a, "b", &b, true) && AddInt(&a, "x", 2, false) && AddBag(&f.top, "a", &a, true) && ok;
+            ok = AddBag(&a, "b", &b, true) && AddInt(&a, "x", 2, false) &&
+                 AddBag(&f.top, "a", &a, true) && ok;
             TavPropertiesDestruct(&a);
         }
         TavPropertiesDestruct(&b);
     }
     if (MakeListenedBag(&ro, f)) {
         if (MakeListenedBag(&z, f)) {
-            ok = AddInt(&ro, "y", 3, true) && AddBag(&ro, "z", &z, true) && AddBag(&f.top, "ro", &ro, false) && ok;
+            ok = AddInt(&ro, "y", 3, true) && AddBag(&ro, "z", &z, true) &&
+                 AddBag(&f.top, "ro", &ro, false) && ok;
             TavPropertiesDestruct(&z);
         }
         TavPropertiesDestruct(&ro);
@@ -106,10 +109,37 @@ bool BuildTree(Fixture& f) {
 // A path of up to eight tokens: names of the tree, separators, index groups
 // well and badly formed, escapes, and now and then a raw byte.
 std::string PickPath(FuzzedDataProvider& in) {
-    static const char* const kTokens[] = {
-        "a", "b", "c", "x", "y", "z", "n", "k", "s", "ro", "list", "fixed", "new",
-        ".", ".", ".", "[0]", "[1]", "[2]", "[3]", "[9]", "[-1]", "[ 1 ]", "[]", "[x]",
-        "[1", "]", "\\.", "\\", "[18446744073709551615]", "[99999999999999999999]"};
+    static const char* const kTokens[] = {"a",
+                                          "b",
+                                          "c",
+                                          "x",
+                                          "y",
+                                          "z",
+                                          "n",
+                                          "k",
+                                          "s",
+                                          "ro",
+                                          "list",
+                                          "fixed",
+                                          "new",
+                                          ".",
+                                          ".",
+                                          ".",
+                                          "[0]",
+                                          "[1]",
+                                          "[2]",
+                                          "[3]",
+                                          "[9]",
+                                          "[-1]",
+                                          "[ 1 ]",
+                                          "[]",
+                                          "[x]",
+                                          "[1",
+                                          "]",
+                                          "\\.",
+                                          "\\",
+                                          "[18446744073709551615]",
+                                          "[99999999999999999999]"};
     constexpr int kCount = sizeof kTokens / sizeof kTokens[0];
     std::string path;
     const int length = in.ConsumeIntegralInRange<int>(0, 8);
@@ -123,7 +153,9 @@ std::string PickPath(FuzzedDataProvider& in) {
     return path;
 }
 
-bool HasNul(const std::string& s) { return s.find('\0') != std::string::npos; }
+bool HasNul(const std::string& s) {
+    return s.find('\0') != std::string::npos;
+}
 
 // Get in every form; all must agree, and so must the flag and kind queries.
 const TavPropertyValue* CheckedGet(TavProperties* top, const TavString* path,
@@ -153,7 +185,10 @@ void StoreValue(FuzzedDataProvider& in, Fixture& f, const TavString* path, const
     const unsigned refusedBefore = f.alloc.refused();
     const TavBool stored = set ? TavPropertiesSetPropertyAtPath(&f.top, path, &v)
                                : TavPropertiesAddPropertyAtPath(&f.top, path, &v);
-    if (stored && f.alloc.refused() == refusedBefore) {
+    // A vector stored where the path's index was ignored (the old value was
+    // no vector) is then indexed by that same path: Get finds an element.
+    const bool indexedAfterwards = intoVector && TavPropertyValueGetVector(&v) != nullptr;
+    if (stored && f.alloc.refused() == refusedBefore && !indexedAfterwards) {
         const TavPropertyValue* found = CheckedGet(&f.top, path, raw);
         Require(found != nullptr && TavPropertyValueEqual(found, &v), "Get finds what was stored");
     }
@@ -174,11 +209,13 @@ void StoreTyped(FuzzedDataProvider& in, Fixture& f, const std::string& raw) {
             }
             break;
         case 1:
-            if (TavPropertiesAddUintValueCStr(&f.top, path, static_cast<TavUint>(i),
-                                              in.ConsumeBool() || raw.find('[') != std::string::npos) &&
+            if (TavPropertiesAddUintValueCStr(
+                    &f.top, path, static_cast<TavUint>(i),
+                    in.ConsumeBool() || raw.find('[') != std::string::npos) &&
                 f.alloc.refused() == refusedBefore) {
                 const TavUint* got = TavPropertiesGetUintValueCStr(&f.top, path);
-                Require(got != nullptr && *got == static_cast<TavUint>(i), "a typed add is read back");
+                Require(got != nullptr && *got == static_cast<TavUint>(i),
+                        "a typed add is read back");
             }
             break;
         case 2:
@@ -219,14 +256,16 @@ void ToggleListener(FuzzedDataProvider& in, Fixture& f, const TavString* path) {
     if (found == nullptr) return;
     auto* bag = const_cast<TavProperties*>(found);
     TavPropertyListener l;
-    const auto trigger = in.ConsumeBool() ? TAV_PROPERTYLISTENER_TRIGGER_After
-                                          : TAV_PROPERTYLISTENER_TRIGGER_Before;
+    const auto trigger =
+        in.ConsumeBool() ? TAV_PROPERTYLISTENER_TRIGGER_After : TAV_PROPERTYLISTENER_TRIGGER_Before;
     const char* name = in.ConsumeBool() ? nullptr : "c";
     if (TavPropertyListenerConstructCStr(&l, trigger, name, &tavfuzz::CheckingListener, &f.log,
                                          f.alloc.get()) == nullptr)
         return;
-    if (in.ConsumeBool()) (void)TavPropertiesAddListener(bag, &l);
-    else (void)TavPropertiesRemoveListener(bag, &l);
+    if (in.ConsumeBool())
+        (void)TavPropertiesAddListener(bag, &l);
+    else
+        (void)TavPropertiesRemoveListener(bag, &l);
     TavPropertyListenerDestruct(&l);
 }
 
@@ -234,9 +273,11 @@ void RunOne(FuzzedDataProvider& in, Fixture& f) {
     const int op = in.ConsumeIntegralInRange<int>(0, 7);
     const std::string raw = PickPath(in);
     TavString path;
-    if (TavStringConstructRange(&path, raw.data(), raw.data() + raw.size(), f.alloc.get()) == nullptr)
+    if (TavStringConstructRange(&path, raw.data(), raw.data() + raw.size(), f.alloc.get()) ==
+        nullptr)
         return;
-    if (tavfuzz::Tracing()) std::fprintf(stderr, "op %d path \"%s\" (%zu bytes)\n", op, raw.c_str(), raw.size());
+    if (tavfuzz::Tracing())
+        std::fprintf(stderr, "op %d path \"%s\" (%zu bytes)\n", op, raw.c_str(), raw.size());
     switch (op) {
         case 0: (void)CheckedGet(&f.top, &path, raw); break;
         case 1: StoreValue(in, f, &path, raw, false); break;

@@ -43,8 +43,10 @@ std::size_t DepthOfValue(const TavPropertyValue* v, bool throughVectors, TavAllo
         return 1 + DepthBelow(nested, throughVectors, a);
     const TavVector_TavPropertyValue* vec = TavPropertyValueGetVector(v);
     std::size_t deepest = 0;
-    for (TavSizeT i = 0; throughVectors && vec != nullptr && i < TavVector_TavPropertyValueSize(vec); ++i)
-        deepest = std::max(deepest, DepthOfValue(TavVector_TavPropertyValueAtConst(vec, i), true, a));
+    for (TavSizeT i = 0;
+         throughVectors && vec != nullptr && i < TavVector_TavPropertyValueSize(vec); ++i)
+        deepest =
+            std::max(deepest, DepthOfValue(TavVector_TavPropertyValueAtConst(vec, i), true, a));
     return deepest;
 }
 
@@ -54,7 +56,8 @@ std::size_t DepthBelow(const TavProperties* bag, bool throughVectors, TavAllocat
     Require(TavPropertiesGetAllNames(bag, &names), "names listed with memory to spare");
     std::size_t deepest = 0;
     for (TavSizeT i = 0; i < TavVector_TavStringSize(&names); ++i) {
-        const TavPropertyValue* v = TavPropertiesGetPropertyConst(bag, TavVector_TavStringAtConst(&names, i));
+        const TavPropertyValue* v =
+            TavPropertiesGetPropertyConst(bag, TavVector_TavStringAtConst(&names, i));
         Require(v != nullptr, "every listed name is found");
         deepest = std::max(deepest, DepthOfValue(v, throughVectors, a));
     }
@@ -62,15 +65,19 @@ std::size_t DepthBelow(const TavProperties* bag, bool throughVectors, TavAllocat
     return deepest;
 }
 
-bool Fits(const World& w, int i, int j) { return w.weight[i] + w.weight[j] + 1 <= kMaxWeight; }
+bool Fits(const World& w, int i, int j) {
+    return w.weight[i] + w.weight[j] + 1 <= kMaxWeight;
+}
 
 void AddOrSet(FuzzedDataProvider& in, World& w, int i, int j, bool set) {
     TavPropertyValue v;
     const TavProperties* nested = w.live[j] && Fits(w, i, j) ? &w.bags[j] : nullptr;
     if (tavfuzz::MakeValue(in, &v, w.alloc.get(), nested) == nullptr) return;
     const std::string name = tavfuzz::PickName(in);
-    if (set) (void)TavPropertiesSetPropertyCStr(&w.bags[i], name.c_str(), &v);
-    else (void)TavPropertiesAddPropertyCStr(&w.bags[i], name.c_str(), &v);
+    if (set)
+        (void)TavPropertiesSetPropertyCStr(&w.bags[i], name.c_str(), &v);
+    else
+        (void)TavPropertiesAddPropertyCStr(&w.bags[i], name.c_str(), &v);
     if (nested != nullptr) w.weight[i] += w.weight[j] + 1;
     ++w.weight[i];
     TavPropertyValueDestruct(&v);
@@ -79,7 +86,8 @@ void AddOrSet(FuzzedDataProvider& in, World& w, int i, int j, bool set) {
 void Nest(FuzzedDataProvider& in, World& w, int i, int j) {
     if (!w.live[j] || !Fits(w, i, j)) return;
     const std::string name = tavfuzz::PickName(in);
-    (void)TavPropertiesAddPropertiesValueCStr(&w.bags[i], name.c_str(), &w.bags[j], in.ConsumeBool());
+    (void)TavPropertiesAddPropertiesValueCStr(&w.bags[i], name.c_str(), &w.bags[j],
+                                              in.ConsumeBool());
     w.weight[i] += w.weight[j] + 1;
 }
 
@@ -131,20 +139,24 @@ void AssignOver(World& w, int i, int j) {
     if (i == j || !w.live[j]) return;
     const bool assigned = TavPropertiesAssign(&w.bags[i], &w.bags[j]) == &w.bags[i];
     Require(assigned || !w.strict, "an assignment succeeds with memory to spare");
-    if (assigned) Require(TavPropertiesEqual(&w.bags[i], &w.bags[j]), "an assigned bag equals its source");
+    if (assigned)
+        Require(TavPropertiesEqual(&w.bags[i], &w.bags[j]), "an assigned bag equals its source");
     w.weight[i] = std::max(w.weight[i], w.weight[j]);
 }
 
 void ToggleListener(FuzzedDataProvider& in, World& w, int i) {
     TavPropertyListener l;
-    const auto trigger = in.ConsumeBool() ? TAV_PROPERTYLISTENER_TRIGGER_After
-                                          : TAV_PROPERTYLISTENER_TRIGGER_Before;
+    const auto trigger =
+        in.ConsumeBool() ? TAV_PROPERTYLISTENER_TRIGGER_After : TAV_PROPERTYLISTENER_TRIGGER_Before;
     const std::string name = tavfuzz::PickName(in);
     if (TavPropertyListenerConstructCStr(&l, trigger, in.ConsumeBool() ? nullptr : name.c_str(),
-                                         &tavfuzz::CheckingListener, &w.log, w.alloc.get()) == nullptr)
+                                         &tavfuzz::CheckingListener, &w.log,
+                                         w.alloc.get()) == nullptr)
         return;
-    if (in.ConsumeBool()) (void)TavPropertiesAddListener(&w.bags[i], &l);
-    else (void)TavPropertiesRemoveListener(&w.bags[i], &l);
+    if (in.ConsumeBool())
+        (void)TavPropertiesAddListener(&w.bags[i], &l);
+    else
+        (void)TavPropertiesRemoveListener(&w.bags[i], &l);
     TavPropertyListenerDestruct(&l);
 }
 
@@ -174,9 +186,10 @@ void CheckBag(World& w, int i) {
 
     TavVector_TavString names;
     TavVector_TavStringConstructDefault(&names, a);
-    Require(TavPropertiesGetAllNames(bag, &names) &&
-                TavVector_TavStringSize(&names) == TavMap_TavString__TavPropertyValueSize(&bag->map),
-            "one name per entry");
+    Require(
+        TavPropertiesGetAllNames(bag, &names) &&
+            TavVector_TavStringSize(&names) == TavMap_TavString__TavPropertyValueSize(&bag->map),
+        "one name per entry");
     TavVector_TavStringDestruct(&names);
 }
 
@@ -192,7 +205,9 @@ void RunOne(FuzzedDataProvider& in, World& w) {
     switch (op) {
         case 0: AddOrSet(in, w, i, j, false); break;
         case 1: AddOrSet(in, w, i, j, true); break;
-        case 2: (void)TavPropertiesRemovePropertyCStr(&w.bags[i], tavfuzz::PickName(in).c_str()); break;
+        case 2:
+            (void)TavPropertiesRemovePropertyCStr(&w.bags[i], tavfuzz::PickName(in).c_str());
+            break;
         case 3: Nest(in, w, i, j); break;
         case 4: AddVectorOfBags(in, w, i, j); break;
         case 5: Wrap(w, i); break;

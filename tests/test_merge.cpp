@@ -111,6 +111,8 @@ TEST_F(Merge, NestedBagsMergeEntryByEntryUnderTheTargetsFlags) {
     EXPECT_TRUE(MergeYIntoX());
     EXPECT_EQ(Show(&x), "{frozen={},m={p=0,},n={p=1,q=2,},new={deep={p=1,},},}");
     EXPECT_EQ(names, (std::vector<std::string>{"m", "n", "new"}));  // one set per nested name
+    TavPropertiesDestruct(&x);  // its listener still writes to `names`
+    TavPropertiesConstructDefault(&x, alloc);
 }
 
 TEST_F(Merge, SixtyThreeLevelsMergeAndOneMoreFailsKeepingEarlierEntries) {

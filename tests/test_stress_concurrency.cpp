@@ -5,6 +5,8 @@
 // final contents are exactly what the threads' own counts say they must be.
 // Built in every configuration; the thread sanitizer build runs the suites
 // named *Concurrency*.
+#include <gtest/gtest.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -12,8 +14,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "Os/TavProperties.h"
 
@@ -24,8 +24,8 @@ using Clock = std::chrono::steady_clock;
 constexpr int kThreads = 4;
 // Long enough for the threads to interleave often, short enough to keep the
 // sanitizer builds quick.
-constexpr auto kRunTime = std::chrono::milliseconds(700);
-constexpr int kMaxRounds = 20000;
+constexpr auto kRunTime = std::chrono::milliseconds(2000);
+constexpr int kMaxRounds = 50000;
 
 // Runs `body(thread, round)` on kThreads threads until kRunTime has passed or
 // kMaxRounds rounds are done; returns the rounds each thread completed.
@@ -56,13 +56,17 @@ std::string Path(const char* prefix, int t, const char* rest) {
 
 class BagFixture : public ::testing::Test {
 protected:
-    void SetUp() override { ASSERT_NE(TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault()), nullptr); }
+    void SetUp() override {
+        ASSERT_NE(TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault()), nullptr);
+    }
     void TearDown() override { TavPropertiesDestruct(&bag); }
 
-    void AddListener(TavPropertyListenerTrigger trigger, const char* name, TavPropertyListenerCallback cb,
-                     void* data) {
+    void AddListener(TavPropertyListenerTrigger trigger, const char* name,
+                     TavPropertyListenerCallback cb, void* data) {
         TavPropertyListener l;
-        ASSERT_NE(TavPropertyListenerConstructCStr(&l, trigger, name, cb, data, TavAllocatorGetDefault()), nullptr);
+        ASSERT_NE(
+            TavPropertyListenerConstructCStr(&l, trigger, name, cb, data, TavAllocatorGetDefault()),
+            nullptr);
         ASSERT_TRUE(TavPropertiesAddListener(&bag, &l));
         TavPropertyListenerDestruct(&l);
     }
@@ -97,7 +101,8 @@ TEST_F(PathConcurrency, SetsGetsAndRemovesOnSharedTree) {
         const TavInt* got = TavPropertiesGetIntValueCStr(&bag, own.c_str());
         if (got == nullptr || *got != r) ++mismatches;
         TavPropertiesSetStringCStrValueCStr(&bag, tmp.c_str(), "temporary", TAV_TRUE);
-        if (!TavPropertiesRemovePropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str())) ++mismatches;
+        if (!TavPropertiesRemovePropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str()))
+            ++mismatches;
         TavPropertiesSetIntValueCStr(&bag, counter.c_str(), r + 1, TAV_TRUE);
     });
     EXPECT_EQ(mismatches.load(), 0);
@@ -126,8 +131,8 @@ void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*, cons
     TavPropertiesSetIntValueCStr(bag, "echo", echo == nullptr ? 1 : *echo + 1, TAV_TRUE);
 }
 
-void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*, const TavPropertyValue*,
-               const TavPropertyValue*) {
+void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*,
+               const TavPropertyValue*, const TavPropertyValue*) {
     static_cast<std::atomic<int>*>(TavPropertyListenerGetData(l))->fetch_add(1);
 }
 
@@ -138,8 +143,8 @@ TEST_F(ListenerConcurrency, ReentrantListenersAndListenerChurn) {
     const auto rounds = RunThreads(kThreads, [&](int t, int r) {
         // Every thread adds a listener of its own, makes one change, drops it.
         TavPropertyListener mine;
-        TavPropertyListenerConstructCStr(&mine, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr, &CountCall,
-                                         &heard[t], TavAllocatorGetDefault());
+        TavPropertyListenerConstructCStr(&mine, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr,
+                                         &CountCall, &heard[t], TavAllocatorGetDefault());
         if (!TavPropertiesAddListener(&bag, &mine)) ++refused;
         TavPropertiesSetIntValueCStr(&bag, Path("own", t, "").c_str(), r, TAV_TRUE);
         if (!TavPropertiesRemoveListener(&bag, &mine)) ++refused;
@@ -151,12 +156,14 @@ TEST_F(ListenerConcurrency, ReentrantListenersAndListenerChurn) {
     int total = 0;
     for (int t = 0; t < kThreads; ++t) {
         total += rounds[t];
-        EXPECT_GE(heard[t].load(), rounds[t]) << "a listener hears the change made while it is registered";
+        EXPECT_GE(heard[t].load(), rounds[t])
+            << "a listener hears the change made while it is registered";
     }
     const TavInt* echo = TavPropertiesGetIntValueCStr(&bag, "echo");
     ASSERT_NE(echo, nullptr);
     EXPECT_EQ(*echo, total) << "each change of hits was echoed exactly once";
-    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.listeners), 1u) << "only the echo listener is left";
+    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.listeners), 1u)
+        << "only the echo listener is left";
 }
 
 // ---- merge -------------------------------------------------------------------
@@ -174,7 +181,8 @@ TEST_F(MergeConcurrency, MergesIntoOneTargetWhileWriting) {
         TavPropertiesConstructDefault(&source, TavAllocatorGetDefault());
         TavPropertiesSetIntValueCStr(&source, Path("m", t, ".round").c_str(), r, TAV_TRUE);
         TavPropertiesSetIntValueCStr(&source, Path("shared.from", t, "").c_str(), r, TAV_TRUE);
-        TavPropertiesSetStringCStrValueCStr(&source, Path("shared.deep.s", t, "").c_str(), "text", TAV_TRUE);
+        TavPropertiesSetStringCStrValueCStr(&source, Path("shared.deep.s", t, "").c_str(), "text",
+                                            TAV_TRUE);
         if (TavPropertiesMerge(&bag, &source) != &bag) ++failures;
         TavPropertiesDestruct(&source);
         lastRound[t] = r;
@@ -184,12 +192,14 @@ TEST_F(MergeConcurrency, MergesIntoOneTargetWhileWriting) {
     for (int t = 0; t < kThreads; ++t) {
         ASSERT_EQ(lastRound[t], rounds[t] - 1);
         const TavInt* own = TavPropertiesGetIntValueCStr(&bag, Path("m", t, ".round").c_str());
-        const TavInt* shared = TavPropertiesGetIntValueCStr(&bag, Path("shared.from", t, "").c_str());
+        const TavInt* shared =
+            TavPropertiesGetIntValueCStr(&bag, Path("shared.from", t, "").c_str());
         ASSERT_NE(own, nullptr);
         ASSERT_NE(shared, nullptr);
         EXPECT_EQ(*own, lastRound[t]);
         EXPECT_EQ(*shared, lastRound[t]) << "no merge lost another thread's entry";
-        EXPECT_NE(TavPropertiesGetStringValueCStr(&bag, Path("shared.deep.s", t, "").c_str()), nullptr);
+        EXPECT_NE(TavPropertiesGetStringValueCStr(&bag, Path("shared.deep.s", t, "").c_str()),
+                  nullptr);
     }
 }
 
