@@ -47,7 +47,7 @@ fuzz: deps $(FUZZ_DIR)/CMakeCache.txt
 	  log=$(FUZZ_DIR)/$$t.log; \
 	  $(FUZZ_DIR)/fuzz/$$t $$dict -max_total_time=$(FUZZ_SECONDS) -timeout=60 -print_final_stats=1 \
 	    -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $$work >$$log 2>&1 || { tail -n 60 $$log; exit 1; }; \
-	  grep -E '^(#[0-9]+ +DONE|stat::number_of_executed_units|stat::average_exec_per_sec)' $$log; \
+	  grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units|stat::average_exec_per_sec)' $$log; \
 	done
 
 # `make valgrind` runs every test executable of the default build under
