@@ -34,6 +34,13 @@ clean:
 # its seed corpus (build/fuzz/corpus-work, kept between runs so that coverage
 # accumulates); crash inputs land in build/fuzz/artifacts.
 FUZZ_SECONDS ?= 20
+# FUZZ_RUNS=N runs N inputs per target from a fixed seed instead: repeatable,
+# which is what CI uses so that a failure can be reproduced exactly.
+ifdef FUZZ_RUNS
+FUZZ_LIMIT := -runs=$(FUZZ_RUNS) -seed=1
+else
+FUZZ_LIMIT := -max_total_time=$(FUZZ_SECONDS)
+endif
 FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure
 FUZZ_DIR := build/fuzz
 
@@ -43,9 +50,9 @@ fuzz: deps $(FUZZ_DIR)/CMakeCache.txt
 	for t in $(FUZZ_TARGETS); do \
 	  work=$(FUZZ_DIR)/corpus-work/$$t; mkdir -p $$work; cp -n fuzz/corpus/$$t/* $$work/ 2>/dev/null || true; \
 	  dict=; [ $$t = fuzz_reader ] && dict=-dict=fuzz/reader.dict; \
-	  echo "== $$t for $(FUZZ_SECONDS) s"; \
+	  echo "== $$t ($(FUZZ_LIMIT))"; \
 	  log=$(FUZZ_DIR)/$$t.log; \
-	  $(FUZZ_DIR)/fuzz/$$t $$dict -max_total_time=$(FUZZ_SECONDS) -timeout=60 -print_final_stats=1 \
+	  $(FUZZ_DIR)/fuzz/$$t $$dict $(FUZZ_LIMIT) -timeout=60 -print_final_stats=1 \
 	    -artifact_prefix=$(FUZZ_DIR)/artifacts/$$t- $$work >$$log 2>&1 || { tail -n 60 $$log; exit 1; }; \
 	  grep -E '^(#[0-9]+[[:space:]]+DONE|stat::number_of_executed_units|stat::average_exec_per_sec)' $$log; \
 	done
@@ -67,3 +74,8 @@ valgrind: deps $(VALGRIND_DIR)/CMakeCache.txt
 	  TAV_SOURCE_DIR=$(CURDIR) valgrind $(VALGRIND_FLAGS) $$t --gtest_brief=1 \
 	    --gtest_filter='-$(VALGRIND_SKIP)'; \
 	done; echo "valgrind: no errors"
+
+# `make bench` builds the optimised benchmarks and runs them.
+bench: deps build/bench/CMakeCache.txt
+	cmake --build --preset bench -j $(JOBS)
+	build/bench/bench/bench_text

@@ -2,196 +2,117 @@
 #include <gtest/gtest.h>
 
 #include <thread>
-#include <vector>
+#include <utility>
 
 #include "CountingAllocator.hpp"
 
-using tavtest::CountingAllocator;
-
 namespace {
 
-// The managed object records its own deletion, and what some other count
-// block looked like at that moment (to see the order of an assignment).
+// Records its deletions, and a watched block's use count then (to see an assignment's order).
 struct Tracked {
     int deletes = 0;
-    TavAllocator* deletedWith = nullptr;
     const TavSharedPtrRefCount* watch = nullptr;
-    int watchedUseAtDelete = -1;
+    int watchedUse = -1;
 };
 
-void DeleteTracked(TavVoidPtr ptr, TavAllocator* a) {
+void DeleteTracked(TavVoidPtr ptr, TavAllocator*) {
     auto* t = static_cast<Tracked*>(ptr);
     ++t->deletes;
-    t->deletedWith = a;
-    if (t->watch != nullptr) t->watchedUseAtDelete = TavAtomicIntegerGetValue(&t->watch->useCount);
+    if (t->watch != nullptr) t->watchedUse = TavAtomicIntegerGetValue(&t->watch->useCount);
 }
 
-int UseCount(const TavSharedPtrRefCount* ref) { return TavAtomicIntegerGetValue(&ref->useCount); }
-int WeakCount(const TavSharedPtrRefCount* ref) { return TavAtomicIntegerGetValue(&ref->weakCount); }
+std::pair<int, int> Counts(const TavSharedPtrRefCount* ref) {  // use, weak
+    return {TavAtomicIntegerGetValue(&ref->useCount), TavAtomicIntegerGetValue(&ref->weakCount)};
+}
 
 class SharedPtr : public ::testing::Test {
 protected:
     TavSharedPtr_void Make(Tracked* object) {
         TavSharedPtr_void sp;
-        EXPECT_EQ(TavSharedPtr_voidConstruct(&sp, object, &DeleteTracked, alloc), &sp);
+        EXPECT_NE(TavSharedPtr_voidConstruct(&sp, object, &DeleteTracked, alloc), nullptr);
         return sp;
     }
-    CountingAllocator alloc;
+    tavtest::CountingAllocator alloc;
 };
+
+using SharedPtrConcurrency = SharedPtr;
 
 }  // namespace
 
-TEST_F(SharedPtr, FirstHandleOwnsAFreshCountBlock) {
+TEST_F(SharedPtr, ObjectGoesWithTheLastSharedHandleAndTheBlockWithTheLastWeakOne) {
     Tracked object;
-    TavSharedPtr_void sp = Make(&object);
-    EXPECT_EQ(alloc.lastAllocationSize(), sizeof(TavSharedPtrRefCount));
-    EXPECT_EQ(UseCount(sp.ref), 1);
-    EXPECT_EQ(WeakCount(sp.ref), 1);
-    EXPECT_EQ(TavSharedPtr_voidGet(&sp), &object);
-    TavSharedPtr_voidDestruct(&sp);
-    EXPECT_EQ(object.deletes, 1);
-    EXPECT_EQ(object.deletedWith, alloc.get());
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
-
+    TavSharedPtr_void sp, locked;
+    TavWeakPtr_void wp;
     alloc.FailAt(1);
     EXPECT_EQ(TavSharedPtr_voidConstruct(&sp, &object, &DeleteTracked, alloc), nullptr);
-    EXPECT_EQ(object.deletes, 1);  // a failed maker leaves the object to its owner
-}
-
-TEST_F(SharedPtr, EmptyHandlesChangeNothing) {
-    TavSharedPtr_void a, b, c;
-    TavWeakPtr_void w, v;
-    TavSharedPtr_voidConstructEmpty(&a);
-    TavSharedPtr_voidConstructCopy(&b, &a);
-    TavSharedPtr_voidAssign(&b, &a);
-    TavWeakPtr_voidConstructFromSharedPtr(&w, &a);
-    TavWeakPtr_voidConstructCopy(&v, &w);
-    TavWeakPtr_voidAssign(&v, &w);
-    TavSharedPtr_voidConstructFromWeakPtr(&c, &w);
-    EXPECT_EQ(c.ref, nullptr);
-    EXPECT_EQ(c.ptr, nullptr);
-    for (TavSharedPtr_void* s : {&a, &b, &c}) TavSharedPtr_voidDestruct(s);
-    for (TavWeakPtr_void* s : {&w, &v}) TavWeakPtr_voidDestruct(s);
-    EXPECT_EQ(alloc.attempts(), 0u);
-}
-
-TEST_F(SharedPtr, AssignReleasesTheOldTargetBeforeTakingTheSource) {
-    Tracked first, second;
-    TavSharedPtr_void x = Make(&first), y = Make(&second);
-    first.watch = y.ref;
-    ASSERT_EQ(TavSharedPtr_voidAssign(&x, &y), &x);
-    EXPECT_EQ(first.deletes, 1);
-    EXPECT_EQ(first.watchedUseAtDelete, 1);  // the source's count was not yet taken
-    EXPECT_EQ(alloc.liveBlocks(), 1u);       // first's block went with its last handle
-    EXPECT_EQ(UseCount(y.ref), 2);
-    EXPECT_TRUE(TavSharedPtr_voidEqual(&x, &y));
-    TavSharedPtr_voidDestruct(&x);
-    EXPECT_EQ(second.deletes, 0);
-    TavSharedPtr_voidDestruct(&y);
-    EXPECT_EQ(second.deletes, 1);
-}
-
-TEST_F(SharedPtr, AssignWithinOneBlockMovesNoCount) {
-    Tracked object, member;
-    TavSharedPtr_void x = Make(&object), y;
-    TavSharedPtr_voidConstructCopy(&y, &x);
-    y.ptr = &member;  // the deleter then gets this pointer from whichever handle goes last
-    TavSharedPtr_voidAssign(&x, &x);
-    TavSharedPtr_voidAssign(&x, &y);
-    EXPECT_EQ(x.ptr, &member);
-    EXPECT_EQ(UseCount(x.ref), 2);
-    EXPECT_EQ(WeakCount(x.ref), 1);
-
-    TavWeakPtr_void w, v;
-    TavWeakPtr_voidConstructFromSharedPtr(&w, &x);
-    TavWeakPtr_voidConstructFromSharedPtr(&v, &x);
-    TavWeakPtr_voidAssign(&w, &w);
-    TavWeakPtr_voidAssign(&w, &v);
-    EXPECT_EQ(WeakCount(x.ref), 3);
-    TavWeakPtr_voidDestruct(&w);
-    TavWeakPtr_voidDestruct(&v);
-    TavSharedPtr_voidDestruct(&x);
-    TavSharedPtr_voidDestruct(&y);
-    EXPECT_EQ(member.deletes, 1);
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
-}
-
-TEST_F(SharedPtr, WeakHandleOutlivesTheObjectAndFreesTheBlockOnce) {
-    Tracked object;
-    TavSharedPtr_void sp = Make(&object), locked;
-    TavWeakPtr_void wp;
-    TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
-    EXPECT_EQ(WeakCount(sp.ref), 2);
-    TavSharedPtr_voidConstructFromWeakPtr(&locked, &wp);
-    EXPECT_EQ(locked.ptr, &object);
-    EXPECT_EQ(UseCount(sp.ref), 2);
+    sp = Make(&object);  // the failed maker left the object alone: one delete below
+    TavSharedPtr_voidConstructFromWeakPtr(&locked, TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp));
+    EXPECT_EQ(TavSharedPtr_voidGet(&locked), &object);
+    EXPECT_EQ(Counts(sp.ref), std::make_pair(2, 2));
     TavSharedPtr_voidDestruct(&locked);
     TavSharedPtr_voidDestruct(&sp);
     EXPECT_EQ(object.deletes, 1);
-    EXPECT_EQ(WeakCount(wp.ref), 1);
-    EXPECT_EQ(alloc.liveBlocks(), 1u);
-
+    EXPECT_EQ(Counts(wp.ref), std::make_pair(0, 1));
     TavSharedPtr_voidConstructFromWeakPtr(&locked, &wp);  // expired: never revived
-    EXPECT_EQ(locked.ref, nullptr);
-    EXPECT_EQ(locked.ptr, nullptr);
-    EXPECT_EQ(UseCount(wp.ref), 0);
+    EXPECT_TRUE(locked.ref == nullptr && locked.ptr == nullptr);
+    EXPECT_EQ(Counts(wp.ref), std::make_pair(0, 1));
     TavWeakPtr_voidDestruct(&wp);
-    EXPECT_EQ(object.deletes, 1);
-    EXPECT_EQ(alloc.deallocations(), 1u);  // size checked by the allocator
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
+    EXPECT_EQ(alloc.deallocations(), 1u);  // the allocator checks the size given back
 }
 
-TEST_F(SharedPtr, WeakHandlesComeAndGoWithoutTouchingTheObject) {
-    Tracked object;
-    TavSharedPtr_void sp = Make(&object), twin = Make(&object);  // two blocks, one object
-    TavWeakPtr_void wp, other, twinWeak;
-    TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
-    TavWeakPtr_voidConstructFromSharedPtr(&twinWeak, &twin);
-    TavWeakPtr_voidAssign(TavWeakPtr_voidConstructEmpty(&other), &wp);
-    EXPECT_TRUE(TavWeakPtr_voidEqual(&other, &wp));
-    EXPECT_FALSE(TavWeakPtr_voidEqual(&wp, &twinWeak));  // weak handles compare blocks,
-    EXPECT_TRUE(TavSharedPtr_voidEqual(&sp, &twin));     // shared ones objects
-    for (TavWeakPtr_void* w : {&wp, &other, &twinWeak}) TavWeakPtr_voidDestruct(w);
-    EXPECT_EQ(WeakCount(sp.ref), 1);
-    EXPECT_EQ(alloc.liveBlocks(), 2u);
-    EXPECT_EQ(object.deletes, 0);
-    TavSharedPtr_voidDestruct(&sp);
-    TavSharedPtr_voidDestruct(&twin);
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
+TEST_F(SharedPtr, EmptyHandlesAllocateAndCallNothing) {
+    TavSharedPtr_void a, b, c;
+    TavWeakPtr_void w, v;
+    TavSharedPtr_voidConstructEmpty(&a);
+    TavSharedPtr_voidAssign(TavSharedPtr_voidConstructCopy(&b, &a), &a);
+    TavWeakPtr_voidConstructFromSharedPtr(&w, &a);
+    TavWeakPtr_voidAssign(TavWeakPtr_voidConstructCopy(&v, &w), &w);
+    EXPECT_EQ(TavSharedPtr_voidConstructFromWeakPtr(&c, &w)->ref, nullptr);
+    for (TavSharedPtr_void* h : {&a, &b, &c}) TavSharedPtr_voidDestruct(h);
+    for (TavWeakPtr_void* h : {&w, &v}) TavWeakPtr_voidDestruct(h);
+    EXPECT_EQ(alloc.attempts(), 0u);
 }
 
-// Handles sharing one block are copied, assigned, locked and destroyed on
-// several threads at once; the deleter still runs once and the block goes
-// back once.
-TEST(SharedPtrConcurrency, CountsStayExactAcrossThreads) {
-    CountingAllocator alloc;
+TEST_F(SharedPtr, AssignReleasesTheOldObjectFirstAndMovesNoCountWithinOneBlock) {
+    Tracked first, second, member;
+    TavSharedPtr_void x = Make(&first), y = Make(&second), z;
+    TavWeakPtr_void w, v;
+    first.watch = y.ref;
+    ASSERT_EQ(TavSharedPtr_voidAssign(&x, &y), &x);
+    EXPECT_EQ(first.watchedUse, 1);     // the source's count was not yet taken
+    EXPECT_EQ(alloc.liveBlocks(), 1u);  // first's block went with its last handle
+    TavSharedPtr_voidConstructCopy(&z, &x);
+    z.ptr = &member;  // same block, other pointer: the deleter gets whichever goes last
+    TavSharedPtr_voidAssign(&x, &x);
+    TavSharedPtr_voidAssign(&x, &z);
+    TavWeakPtr_voidConstructCopy(&v, TavWeakPtr_voidConstructFromSharedPtr(&w, &x));
+    TavWeakPtr_voidAssign(&w, &w);
+    TavWeakPtr_voidAssign(&w, &v);
+    EXPECT_EQ(Counts(y.ref), std::make_pair(3, 3));
+    for (TavWeakPtr_void* h : {&w, &v}) TavWeakPtr_voidDestruct(h);
+    // The last weak handle leaves the block to its shared owners.
+    EXPECT_EQ(Counts(y.ref), std::make_pair(3, 1));
+    for (TavSharedPtr_void* h : {&y, &z, &x}) TavSharedPtr_voidDestruct(h);
+    EXPECT_EQ(member.deletes, 1);
+}
+
+// Handles sharing one block are locked, copied and destroyed on several threads at once.
+TEST_F(SharedPtrConcurrency, CountsStayExactAcrossThreads) {
     Tracked object;
-    TavSharedPtr_void root;
-    ASSERT_NE(TavSharedPtr_voidConstruct(&root, &object, &DeleteTracked, alloc), nullptr);
+    TavSharedPtr_void root = Make(&object);
     TavWeakPtr_void observer;
     TavWeakPtr_voidConstructFromSharedPtr(&observer, &root);
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([&] {
-            TavSharedPtr_void mine, other, empty;
-            TavSharedPtr_voidConstructEmpty(&mine);
-            TavSharedPtr_voidConstructEmpty(&empty);
-            for (int i = 0; i < 20000; ++i) {
-                TavSharedPtr_voidConstructCopy(&other, &root);
-                TavSharedPtr_voidAssign(&mine, &other);
-                TavSharedPtr_voidDestruct(&other);
-                TavSharedPtr_voidConstructFromWeakPtr(&other, &observer);
-                TavSharedPtr_voidDestruct(&other);
-                if (i % 3 == 0) TavSharedPtr_voidAssign(&mine, &empty);
-            }
-            TavSharedPtr_voidDestruct(&mine);
-        });
-    }
-    for (std::thread& t : threads) t.join();
-    EXPECT_EQ(UseCount(root.ref), 1);
-    EXPECT_EQ(WeakCount(root.ref), 2);
+    auto churn = [&] {
+        for (int i = 0; i < 20000; ++i) {
+            TavSharedPtr_void locked, copy;
+            TavSharedPtr_voidConstructFromWeakPtr(&locked, &observer);
+            TavSharedPtr_voidDestruct(TavSharedPtr_voidConstructCopy(&copy, &locked));
+            TavSharedPtr_voidDestruct(&locked);
+        }
+    };
+    std::thread t1(churn), t2(churn), t3(churn);
+    for (std::thread* t : {&t1, &t2, &t3}) t->join();
+    EXPECT_EQ(Counts(root.ref), std::make_pair(1, 2));
     TavSharedPtr_voidDestruct(&root);
     TavWeakPtr_voidDestruct(&observer);
-    EXPECT_EQ(object.deletes, 1);
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
 }

@@ -1,16 +1,12 @@
-// Several threads on shared bags at once: path sets, gets and removes,
-// listeners added and removed while events fly, listeners that re-enter the
-// bag they are told about, merges into one shared target and text writes of
-// the whole tree. Each test runs for a bounded time and then checks that the
-// final contents are exactly what the threads' own counts say they must be.
-// Built in every configuration; the thread sanitizer build runs the suites
-// named *Concurrency*.
+// Threads on one bag: each round a worker sets, reads and removes paths of its
+// own, adds and removes a listener around a change, makes a change a listener
+// answers by re-entering the bag and merges a source in, while one more thread
+// writes the tree as text. After a bounded run the contents must be what the
+// round counts say.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,188 +15,109 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr int kThreads = 4;
-// Long enough for the threads to interleave often, short enough to keep the
-// sanitizer builds quick.
+constexpr int kWorkers = 4;
+// Long enough for the threads to interleave often, short enough for sanitizers.
 constexpr auto kRunTime = std::chrono::milliseconds(2000);
 constexpr int kMaxRounds = 50000;
 
-// Runs `body(thread, round)` on kThreads threads until kRunTime has passed or
-// kMaxRounds rounds are done; returns the rounds each thread completed.
-std::vector<int> RunThreads(int threads, const std::function<void(int, int)>& body) {
-    std::vector<int> rounds(threads, 0);
-    std::atomic<bool> go{false};
-    std::vector<std::thread> pool;
-    for (int t = 0; t < threads; ++t) {
-        pool.emplace_back([&, t] {
-            while (!go.load()) std::this_thread::yield();
-            const auto end = Clock::now() + kRunTime;
-            int r = 0;
-            for (; r < kMaxRounds && Clock::now() < end; ++r) body(t, r);
-            rounds[t] = r;
-        });
-    }
-    go = true;
-    for (auto& th : pool) th.join();
-    int total = 0;
-    for (int r : rounds) total += r;
-    ::testing::Test::RecordProperty("rounds", total);
-    return rounds;
+std::string Path(const char* p, int t, const char* s = "") { return p + std::to_string(t) + s; }
+const TavInt* GetInt(const TavProperties* bag, const std::string& path) {
+    return TavPropertiesGetIntValueCStr(bag, path.c_str());
+}
+bool SetInt(TavProperties* bag, const std::string& path, TavInt value) {
+    return TavPropertiesSetIntValueCStr(bag, path.c_str(), value, TAV_TRUE);
 }
 
-std::string Path(const char* prefix, int t, const char* rest) {
-    return std::string(prefix) + std::to_string(t) + rest;
+// After every change of "hits", bumps "echo" from inside the callback: the
+// recursive lock lets it in, and since the changing thread holds the lock, no
+// two of these read-modify-writes interleave.
+void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*,
+          const TavPropertyValue*, const TavPropertyValue*) {
+    const TavInt* echo = GetInt(bag, "echo");
+    SetInt(bag, "echo", echo == nullptr ? 1 : *echo + 1);
 }
-
-class BagFixture : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ASSERT_NE(TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault()), nullptr);
-    }
-    void TearDown() override { TavPropertiesDestruct(&bag); }
-
-    void AddListener(TavPropertyListenerTrigger trigger, const char* name,
-                     TavPropertyListenerCallback cb, void* data) {
-        TavPropertyListener l;
-        ASSERT_NE(
-            TavPropertyListenerConstructCStr(&l, trigger, name, cb, data, TavAllocatorGetDefault()),
-            nullptr);
-        ASSERT_TRUE(TavPropertiesAddListener(&bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
-
-    // Every Json write of the whole tree succeeds while the others change it.
-    void WriteText(std::atomic<int>& failures) {
-        TavString json, xml;
-        TavStringConstructDefault(&json, TavAllocatorGetDefault());
-        TavStringConstructDefault(&xml, TavAllocatorGetDefault());
-        if (TavPropertiesToJson(&bag, &json) == nullptr || TavStringSize(&json) < 2) ++failures;
-        TavPropertiesToXml(&bag, &xml);
-        TavStringDestruct(&xml);
-        TavStringDestruct(&json);
-    }
-
-    TavProperties bag;
-};
-
-// ---- paths -------------------------------------------------------------------
-
-using PathConcurrency = BagFixture;
-
-// Each thread owns a subtree "t<n>" (set, read back, remove) and bumps its own
-// counter in the common subtree; one more thread writes the tree as text.
-TEST_F(PathConcurrency, SetsGetsAndRemovesOnSharedTree) {
-    std::atomic<int> mismatches{0}, writeFailures{0};
-    const auto rounds = RunThreads(kThreads + 1, [&](int t, int r) {
-        if (t == kThreads) return WriteText(writeFailures);
-        const std::string own = Path("t", t, ".value"), tmp = Path("t", t, ".tmp.leaf");
-        const std::string counter = Path("common.c", t, "");
-        TavPropertiesSetIntValueCStr(&bag, own.c_str(), r, TAV_TRUE);
-        const TavInt* got = TavPropertiesGetIntValueCStr(&bag, own.c_str());
-        if (got == nullptr || *got != r) ++mismatches;
-        TavPropertiesSetStringCStrValueCStr(&bag, tmp.c_str(), "temporary", TAV_TRUE);
-        if (!TavPropertiesRemovePropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str()))
-            ++mismatches;
-        TavPropertiesSetIntValueCStr(&bag, counter.c_str(), r + 1, TAV_TRUE);
-    });
-    EXPECT_EQ(mismatches.load(), 0);
-    EXPECT_EQ(writeFailures.load(), 0);
-    for (int t = 0; t < kThreads; ++t) {
-        const TavInt* value = TavPropertiesGetIntValueCStr(&bag, Path("t", t, ".value").c_str());
-        const TavInt* counter = TavPropertiesGetIntValueCStr(&bag, Path("common.c", t, "").c_str());
-        ASSERT_NE(value, nullptr);
-        ASSERT_NE(counter, nullptr);
-        EXPECT_EQ(*value, rounds[t] - 1);
-        EXPECT_EQ(*counter, rounds[t]);
-        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str()), nullptr);
-    }
-}
-
-// ---- listeners ---------------------------------------------------------------
-
-using ListenerConcurrency = BagFixture;
-
-// After every change of "hits", bumps "echo" in the same bag from inside the
-// callback: the recursive lock lets it in, and since the changing thread holds
-// the lock, the read-modify-write of "echo" cannot interleave with another.
-void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*, const TavPropertyValue*,
-          const TavPropertyValue*) {
-    const TavInt* echo = TavPropertiesGetIntValueCStr(bag, "echo");
-    TavPropertiesSetIntValueCStr(bag, "echo", echo == nullptr ? 1 : *echo + 1, TAV_TRUE);
-}
-
 void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*,
                const TavPropertyValue*, const TavPropertyValue*) {
     static_cast<std::atomic<int>*>(TavPropertyListenerGetData(l))->fetch_add(1);
 }
 
-TEST_F(ListenerConcurrency, ReentrantListenersAndListenerChurn) {
-    AddListener(TAV_PROPERTYLISTENER_TRIGGER_After, "hits", &Echo, nullptr);
-    std::atomic<int> heard[kThreads] = {};
-    std::atomic<int> refused{0};
-    const auto rounds = RunThreads(kThreads, [&](int t, int r) {
-        // Every thread adds a listener of its own, makes one change, drops it.
+class StressConcurrency : public ::testing::Test {
+protected:
+    void SetUp() override {
+        TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
+        TavPropertyListener echo;
+        TavPropertyListenerConstructCStr(&echo, TAV_PROPERTYLISTENER_TRIGGER_After, "hits", &Echo,
+                                         nullptr, TavAllocatorGetDefault());
+        ASSERT_TRUE(TavPropertiesAddListener(&bag, &echo));
+        TavPropertyListenerDestruct(&echo);
+    }
+    void TearDown() override { TavPropertiesDestruct(&bag); }
+
+    // One round of worker t; returns the number of steps that went wrong.
+    int Round(int t, int r) {
+        int wrong = 0;
+        SetInt(&bag, Path("t", t, ".value"), r);
+        const TavInt* got = GetInt(&bag, Path("t", t, ".value"));
+        wrong += got == nullptr || *got != r;
+        SetInt(&bag, Path("t", t, ".tmp.leaf"), r);
+        wrong += !TavPropertiesRemovePropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str());
         TavPropertyListener mine;
         TavPropertyListenerConstructCStr(&mine, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr,
                                          &CountCall, &heard[t], TavAllocatorGetDefault());
-        if (!TavPropertiesAddListener(&bag, &mine)) ++refused;
-        TavPropertiesSetIntValueCStr(&bag, Path("own", t, "").c_str(), r, TAV_TRUE);
-        if (!TavPropertiesRemoveListener(&bag, &mine)) ++refused;
+        wrong += !TavPropertiesAddListener(&bag, &mine);
+        SetInt(&bag, Path("own", t), r);
+        wrong += !TavPropertiesRemoveListener(&bag, &mine);
         TavPropertyListenerDestruct(&mine);
-        // And one change that the echo listener answers, under the bag's lock.
-        TavPropertiesSetIntValueCStr(&bag, "hits", r, TAV_TRUE);
-    });
-    EXPECT_EQ(refused.load(), 0);
-    int total = 0;
-    for (int t = 0; t < kThreads; ++t) {
-        total += rounds[t];
-        EXPECT_GE(heard[t].load(), rounds[t])
-            << "a listener hears the change made while it is registered";
-    }
-    const TavInt* echo = TavPropertiesGetIntValueCStr(&bag, "echo");
-    ASSERT_NE(echo, nullptr);
-    EXPECT_EQ(*echo, total) << "each change of hits was echoed exactly once";
-    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.listeners), 1u)
-        << "only the echo listener is left";
-}
-
-// ---- merge -------------------------------------------------------------------
-
-using MergeConcurrency = BagFixture;
-
-// Each thread merges a private source into the shared target again and again,
-// the source holding the round number in its own subtree and in a shared one.
-TEST_F(MergeConcurrency, MergesIntoOneTargetWhileWriting) {
-    std::atomic<int> failures{0}, writeFailures{0};
-    std::vector<int> lastRound(kThreads, -1);
-    const auto rounds = RunThreads(kThreads + 1, [&](int t, int r) {
-        if (t == kThreads) return WriteText(writeFailures);
+        SetInt(&bag, "hits", r);
         TavProperties source;
         TavPropertiesConstructDefault(&source, TavAllocatorGetDefault());
-        TavPropertiesSetIntValueCStr(&source, Path("m", t, ".round").c_str(), r, TAV_TRUE);
-        TavPropertiesSetIntValueCStr(&source, Path("shared.from", t, "").c_str(), r, TAV_TRUE);
-        TavPropertiesSetStringCStrValueCStr(&source, Path("shared.deep.s", t, "").c_str(), "text",
-                                            TAV_TRUE);
-        if (TavPropertiesMerge(&bag, &source) != &bag) ++failures;
+        SetInt(&source, Path("m", t, ".round"), r);
+        SetInt(&source, Path("shared.from", t), r);
+        wrong += TavPropertiesMerge(&bag, &source) != &bag;
         TavPropertiesDestruct(&source);
-        lastRound[t] = r;
-    });
-    EXPECT_EQ(failures.load(), 0);
-    EXPECT_EQ(writeFailures.load(), 0);
-    for (int t = 0; t < kThreads; ++t) {
-        ASSERT_EQ(lastRound[t], rounds[t] - 1);
-        const TavInt* own = TavPropertiesGetIntValueCStr(&bag, Path("m", t, ".round").c_str());
-        const TavInt* shared =
-            TavPropertiesGetIntValueCStr(&bag, Path("shared.from", t, "").c_str());
-        ASSERT_NE(own, nullptr);
-        ASSERT_NE(shared, nullptr);
-        EXPECT_EQ(*own, lastRound[t]);
-        EXPECT_EQ(*shared, lastRound[t]) << "no merge lost another thread's entry";
-        EXPECT_NE(TavPropertiesGetStringValueCStr(&bag, Path("shared.deep.s", t, "").c_str()),
-                  nullptr);
+        return wrong;
     }
+    // Whole-tree writes succeed while the workers change the tree.
+    int Write() {
+        TavString text;
+        TavStringConstructDefault(&text, TavAllocatorGetDefault());
+        const bool ok = TavPropertiesToJson(&bag, &text) && TavPropertiesToXml(&bag, &text);
+        TavStringDestruct(&text);
+        return !ok;
+    }
+
+    TavProperties bag;
+    std::atomic<int> heard[kWorkers] = {};
+};
+
+TEST_F(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
+    std::vector<int> rounds(kWorkers + 1, 0);
+    std::atomic<int> wrong{0};
+    std::vector<std::thread> pool;
+    for (int t = 0; t <= kWorkers; ++t) {
+        pool.emplace_back([&, t] {
+            const auto end = std::chrono::steady_clock::now() + kRunTime;
+            for (; rounds[t] < kMaxRounds && std::chrono::steady_clock::now() < end; ++rounds[t])
+                wrong += t == kWorkers ? Write() : Round(t, rounds[t]);
+        });
+    }
+    for (auto& thread : pool) thread.join();
+    EXPECT_EQ(wrong.load(), 0);
+    int total = 0;
+    for (int t = 0; t < kWorkers; ++t) {
+        const int last = rounds[t] - 1;
+        total += rounds[t];
+        for (const std::string& path : {Path("t", t, ".value"), Path("m", t, ".round"),
+                                        Path("shared.from", t), Path("own", t)}) {
+            const TavInt* value = GetInt(&bag, path);
+            EXPECT_TRUE(value != nullptr && *value == last) << path << " after " << rounds[t];
+        }
+        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str()), nullptr);
+        EXPECT_GE(heard[t].load(), rounds[t]) << "a listener hears the change made meanwhile";
+    }
+    const TavInt* echo = GetInt(&bag, "echo");
+    EXPECT_TRUE(echo != nullptr && *echo == total) << "each change of hits echoed exactly once";
+    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.listeners), 1u) << "only the echo is left";
 }
 
 }  // namespace

@@ -1,14 +1,12 @@
-// Values that hold a nested bag or a vector of values: deep copies, where
-// their storage comes from and goes back to, equality, and the state every
-// failure leaves.
+// Values that hold a nested bag or a vector of values: deep copies, their
+// storage, equality, and the state every failure leaves.
 #include <gtest/gtest.h>
 
 #include <utility>
 
 #include "CountingAllocator.hpp"
 
-using tavtest::CountingAllocator;
-using tavtest::SweepAllocationFailures;
+using namespace tavtest;
 
 namespace {
 
@@ -17,7 +15,6 @@ void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*,
     ++*static_cast<int*>(TavPropertyListenerGetData(l));
 }
 
-// The nested bag of a value, to change it from a test.
 TavProperties* Nested(const TavPropertyValue* v) {
     return const_cast<TavProperties*>(TavPropertyValueGetProperties(v));
 }
@@ -25,16 +22,16 @@ TavProperties* Nested(const TavPropertyValue* v) {
 class CompositeValue : public ::testing::Test {
 protected:
     void SetUp() override {
+        TavPropertiesConstructDefault(&bag, alloc);
+        TavPropertiesConstructDefault(&empty, alloc);
+        TavVector_TavPropertyValueConstructDefault(&vec, alloc);
+        TavVector_TavPropertyValueConstructDefault(&none, alloc);
         TavPropertyValue v;
-        ASSERT_NE(TavPropertiesConstructDefault(&bag, bagAlloc), nullptr);
-        TavPropertyValueConstructStringCStr(&v, "a string that needs a buffer", TAV_TRUE, bagAlloc);
+        TavPropertyValueConstructStringCStr(&v, "a string that needs a buffer", TAV_TRUE, alloc);
         ASSERT_TRUE(TavPropertiesAddPropertyCStr(&bag, "title", &v));
         TavPropertyValueDestruct(&v);
         TavPropertyValueConstructInt(&v, 640, TAV_TRUE);
         ASSERT_TRUE(TavPropertiesAddPropertyCStr(&bag, "width", &v));
-        TavVector_TavPropertyValueConstructDefault(&vec, vecAlloc);
-        ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
-        TavPropertyValueConstructInt(&v, 2, TAV_TRUE);
         ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
         ASSERT_NE(TavPropertyValueConstructProperties(&v, &bag, TAV_TRUE), nullptr);
         ASSERT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
@@ -42,104 +39,77 @@ protected:
     }
     void TearDown() override {
         TavVector_TavPropertyValueDestruct(&vec);
+        TavVector_TavPropertyValueDestruct(&none);
         TavPropertiesDestruct(&bag);
+        TavPropertiesDestruct(&empty);
     }
 
-    CountingAllocator bagAlloc, vecAlloc;
-    TavProperties bag;               // {title: String, width: Int 640}
-    TavVector_TavPropertyValue vec;  // [640, 2, {title, width}]
+    CountingAllocator alloc;               // for bags and vectors: one sweep fails them all
+    TavProperties bag, empty;              // {title: String, width: Int 640} and {}
+    TavVector_TavPropertyValue vec, none;  // [640, {title, width}] and []
 };
 
-TEST_F(CompositeValue, NestedBagsAreDeepCopiesAssignedInPlace) {
-    TavPropertyValue x, y, extra;
-    ASSERT_EQ(TavPropertyValueConstructProperties(&x, &bag, TAV_TRUE), &x);
-    ASSERT_EQ(TavPropertyValueConstructCopy(&y, &x), &y);
-    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
-    for (auto* v : {&x, &y}) {  // each record from the bag's own allocator
-        EXPECT_EQ(bagAlloc.sizeOf(Nested(v)), sizeof(TavProperties));
-        EXPECT_EQ(TavPropertiesGetAllocator(Nested(v)), bagAlloc.get());
-    }
-    TavPropertyValueConstructBool(&extra, TAV_TRUE, TAV_TRUE);
-    ASSERT_TRUE(TavPropertiesAddPropertyCStr(Nested(&y), "extra", &extra));
-    TavPropertiesRemovePropertyCStr(&bag, "width");
-    EXPECT_FALSE(TavPropertyValueEqual(&x, &y));
-    EXPECT_EQ(TavPropertiesGetPropertyCStrConst(Nested(&x), "extra"), nullptr);
-    EXPECT_NE(TavPropertiesGetPropertyCStrConst(Nested(&x), "width"), nullptr);
-
-    TavProperties* before = Nested(&x);
-    ASSERT_EQ(TavPropertyValueAssign(&x, &y), &x);
-    EXPECT_EQ(Nested(&x), before);
-    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
-    EXPECT_EQ(TavPropertyValueToProperties(&x, &bag), &bag);
-    EXPECT_TRUE(TavPropertiesEqual(&bag, Nested(&y)));
-    TavPropertyValueDestruct(&x);
-    TavPropertyValueDestruct(&y);
-}
-
-TEST_F(CompositeValue, NestedBagsKeepListenersButEqualityIgnoresThem) {
+// A nested bag lives in a record from its own allocator and is a full copy,
+// listeners included; equality compares entries only.
+TEST_F(CompositeValue, NestedBagsAreDeepCopiesWhoseListenersEqualityIgnores) {
     int calls = 0;
     TavPropertyListener l;
     TavPropertyListenerConstructCStr(&l, TAV_PROPERTYLISTENER_TRIGGER_After, nullptr, &CountCall,
-                                     &calls, bagAlloc);
-    TavPropertyValue plain, heard, v;
-    ASSERT_EQ(TavPropertyValueConstructProperties(&plain, &bag, TAV_TRUE), &plain);
+                                     &calls, alloc);
+    TavPropertyValue heard, copy, plain, v;
     ASSERT_TRUE(TavPropertiesAddListener(&bag, &l));
-    ASSERT_EQ(TavPropertyValueConstructProperties(&heard, &bag, TAV_TRUE), &heard);
+    const TavPropertyValue* made = TavPropertyValueConstructProperties(&heard, &bag, TAV_TRUE);
+    ASSERT_TRUE(TavPropertiesRemoveListener(&bag, &l));  // first: the bag outlives `calls`
+    ASSERT_EQ(made, &heard);
+    TavPropertyListenerDestruct(&l);
+    ASSERT_EQ(TavPropertyValueConstructCopy(&copy, &heard), &copy);
+    ASSERT_EQ(TavPropertyValueConstructProperties(&plain, &bag, TAV_TRUE), &plain);
+    for (auto* x : {&heard, &copy, &plain}) EXPECT_EQ(alloc.sizeOf(Nested(x)), sizeof bag);
     EXPECT_TRUE(TavPropertyValueEqual(&plain, &heard));
 
     TavPropertyValueConstructInt(&v, 480, TAV_TRUE);
-    ASSERT_TRUE(TavPropertiesSetPropertyCStr(Nested(&heard), "height", &v));
-    ASSERT_TRUE(TavPropertiesSetPropertyCStr(Nested(&plain), "height", &v));
-    EXPECT_EQ(calls, 1) << "only the copy of the bag with the listener tells it";
-    EXPECT_TRUE(TavPropertyValueEqual(&plain, &heard));
-    TavPropertyValueDestruct(&plain);
-    TavPropertyValueDestruct(&heard);  // tells of each of its three entries
-    EXPECT_EQ(calls, 4);
-    TavPropertyListenerDestruct(&l);
+    ASSERT_TRUE(TavPropertiesSetPropertyCStr(Nested(&copy), "height", &v));
+    EXPECT_EQ(calls, 1) << "the copy kept the listener";
+    EXPECT_TRUE(TavPropertyValueEqual(&plain, &heard)) << "the source did not change";
+    for (auto* x : {&heard, &copy, &plain}) TavPropertyValueDestruct(x);
+    EXPECT_EQ(calls, 6) << "each listening bag tells of its entries as it goes";
 }
 
-TEST_F(CompositeValue, VectorsAreDeepCopiesComparedInOrder) {
-    TavPropertyValue x, y, p;
+// Vectors compare element by element in order. Assigned over an Int a
+// Vector is an independent copy; a Bool assigned over it releases it all.
+TEST_F(CompositeValue, VectorsCompareInOrderAndOwnTheirElements) {
+    const std::size_t base = alloc.liveBlocks();
+    TavPropertyValue x, i, no, e1, e2;
     ASSERT_EQ(TavPropertyValueConstructVector(&x, &vec, TAV_TRUE), &x);
-    ASSERT_EQ(TavPropertyValueConstructCopy(&y, &x), &y);
-    ASSERT_EQ(TavPropertyValueConstructProperties(&p, &bag, TAV_TRUE), &p);
-    EXPECT_TRUE(TavPropertyValueEqual(&x, &y));
-    EXPECT_EQ(TavPropertyValueGetVector(&x), &x.u.vec);
-    EXPECT_EQ(TavPropertyValueGetVector(&p), nullptr);
-    EXPECT_EQ(TavPropertyValueGetProperties(&x), nullptr);
-    EXPECT_EQ(TavPropertyValueToVector(&p, &vec), nullptr);
-    EXPECT_EQ(TavPropertyValueToProperties(&x, &bag), nullptr);
-    std::swap(*TavVector_TavPropertyValueAt(&y.u.vec, 0), *TavVector_TavPropertyValueAt(&y.u.vec, 1));
-    EXPECT_FALSE(TavPropertyValueEqual(&x, &y));
+    TavPropertyValueConstructInt(&i, 1, TAV_TRUE);
+    ASSERT_EQ(TavPropertyValueAssign(&i, &x), &i);
+    EXPECT_TRUE(TavPropertyValueEqual(&i, &x));
+    TavPropertyValue* elements = TavVector_TavPropertyValueAt(&i.u.vec, 0);
+    std::swap(elements[0], elements[1]);
+    EXPECT_FALSE(TavPropertyValueEqual(&i, &x)) << "the same elements in another order";
+    TavPropertyValueDestruct(&i);
+    TavPropertyValueConstructBool(&no, TAV_FALSE, TAV_TRUE);
+    ASSERT_EQ(TavPropertyValueAssign(&x, &no), &x);
+    EXPECT_EQ(alloc.liveBlocks(), base);
 
-    TavVector_TavPropertyValueClear(&vec);
-    EXPECT_EQ(TavVector_TavPropertyValueSize(&x.u.vec), 3u);
-    TavPropertyValue e1, e2;
-    TavPropertyValueConstructVector(&e1, &vec, TAV_TRUE);
-    TavPropertyValueConstructVector(&e2, &vec, TAV_FALSE);
+    TavPropertyValueConstructVector(&e1, &none, TAV_TRUE);
+    TavPropertyValueConstructVector(&e2, &none, TAV_FALSE);
     EXPECT_TRUE(TavPropertyValueEqual(&e1, &e2));
-    EXPECT_EQ(TavPropertyValueToVector(&x, &vec), &vec);
-    EXPECT_TRUE(TavVector_TavPropertyValueEqual(&vec, &x.u.vec));
-    for (auto* v : {&x, &y, &p, &e1, &e2}) TavPropertyValueDestruct(v);
+    for (auto* v : {&x, &no, &e1, &e2}) TavPropertyValueDestruct(v);
 }
 
-// Construction (no start), and assignment into a copy of the source, an Int,
-// an empty bag and an empty vector, with every allocation failing in turn. A
-// failed constructor leaves nothing; a failed assignment leaves a false Bool
-// when the kinds differ, else the target's kind and nested bag record.
+// Construction, and assignment over an empty value of either composite kind,
+// with every allocation failing in turn: a failed constructor leaves nothing;
+// a failed assignment leaves a false Bool across kinds, else the target's
+// kind and nested bag record.
 TEST_F(CompositeValue, FailuresLeaveTheRuledStateAndNoLeak) {
-    TavProperties empty;
-    TavVector_TavPropertyValue none;
-    TavPropertiesConstructDefault(&empty, bagAlloc);
-    TavVector_TavPropertyValueConstructDefault(&none, vecAlloc);
-    TavPropertyValue bagValue, vecValue, emptyBag, emptyVec, i, locked;
-    TavPropertyValueConstructProperties(&bagValue, &bag, TAV_TRUE);
-    TavPropertyValueConstructVector(&vecValue, &vec, TAV_TRUE);
-    TavPropertyValueConstructProperties(&emptyBag, &empty, TAV_TRUE);
-    TavPropertyValueConstructVector(&emptyVec, &none, TAV_TRUE);
-    TavPropertyValueConstructInt(&i, 1, TAV_TRUE);
-    TavPropertyValueConstructInt(&locked, 1, TAV_FALSE);
-    const std::size_t bagBase = bagAlloc.liveBlocks(), vecBase = vecAlloc.liveBlocks();
+    TavPropertyValue full[2], emptyOnes[2], no;
+    TavPropertyValueConstructBool(&no, TAV_FALSE, TAV_TRUE);
+    TavPropertyValueConstructProperties(&full[0], &bag, TAV_TRUE);
+    TavPropertyValueConstructVector(&full[1], &vec, TAV_TRUE);
+    TavPropertyValueConstructProperties(&emptyOnes[0], &empty, TAV_TRUE);
+    TavPropertyValueConstructVector(&emptyOnes[1], &none, TAV_TRUE);
+    const std::size_t base = alloc.liveBlocks();
     auto attempt = [&](const TavPropertyValue* start, const TavPropertyValue* y) {
         TavPropertyValue x;
         TavPropertyValue* made =
@@ -147,40 +117,26 @@ TEST_F(CompositeValue, FailuresLeaveTheRuledStateAndNoLeak) {
             : y->type == TAV_PROPERTYVALUE_TYPE_Vector
                 ? TavPropertyValueConstructVector(&x, &y->u.vec, TAV_TRUE)
                 : TavPropertyValueConstructProperties(&x, y->u.p, TAV_TRUE);
-        if (made == nullptr) {
-            EXPECT_EQ(bagAlloc.liveBlocks(), bagBase);
-            EXPECT_EQ(vecAlloc.liveBlocks(), vecBase);
-            return;
-        }
-        const TavProperties* record = TavPropertyValueGetProperties(&x);
-        if (start == nullptr || TavPropertyValueAssign(&x, y) != nullptr) {
-            EXPECT_TRUE(TavPropertyValueEqual(&x, y));
-        } else if (start->type == y->type) {
-            EXPECT_EQ(x.type, y->type);
-            EXPECT_EQ(TavPropertyValueGetProperties(&x), record);
-        } else {
-            EXPECT_EQ(x.type, TAV_PROPERTYVALUE_TYPE_Bool);
-            EXPECT_EQ(x.u.b, TAV_FALSE);
-        }
-        TavPropertyValueDestruct(&x);  // releases every element and nested record
-        EXPECT_EQ(bagAlloc.liveBlocks(), bagBase);
-        EXPECT_EQ(vecAlloc.liveBlocks(), vecBase);
-    };
-    for (const TavPropertyValue* y : {&bagValue, &vecValue}) {
-        const TavPropertyValue* starts[] = {nullptr, y, &i, &emptyBag, &emptyVec};
-        for (const TavPropertyValue* start : starts) {
-            for (auto* a : {&bagAlloc, &vecAlloc}) {
-                SweepAllocationFailures(*a, [&](std::size_t) { attempt(start, y); });
+        if (made != nullptr) {
+            const TavProperties* record = TavPropertyValueGetProperties(&x);
+            if (start == nullptr || TavPropertyValueAssign(&x, y) == &x) {
+                EXPECT_TRUE(TavPropertyValueEqual(&x, y));
+            } else if (start->type == y->type) {
+                EXPECT_TRUE(x.type == y->type && Nested(&x) == record) << "kept its own record";
+            } else {
+                EXPECT_TRUE(TavPropertyValueEqual(&x, &no));
             }
+            TavPropertyValueDestruct(&x);  // releases every element and nested record
         }
-        EXPECT_EQ(TavPropertyValueAssign(&locked, y), nullptr);
+        EXPECT_EQ(alloc.liveBlocks(), base);
+    };
+    const TavPropertyValue* starts[] = {nullptr, &emptyOnes[0], &emptyOnes[1]};
+    for (const TavPropertyValue& y : full) {
+        for (const TavPropertyValue* start : starts) {
+            SweepAllocationFailures(alloc, [&](std::size_t) { attempt(start, &y); });
+        }
     }
-    EXPECT_EQ(locked.type, TAV_PROPERTYVALUE_TYPE_Int);
-    for (auto* v : {&bagValue, &vecValue, &emptyBag, &emptyVec, &i, &locked}) {
-        TavPropertyValueDestruct(v);
-    }
-    TavPropertiesDestruct(&empty);
-    TavVector_TavPropertyValueDestruct(&none);
+    for (auto* v : {&full[0], &full[1], &emptyOnes[0], &emptyOnes[1]}) TavPropertyValueDestruct(v);
 }
 
 }  // namespace
