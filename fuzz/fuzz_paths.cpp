@@ -265,7 +265,7 @@ void ToggleListener(FuzzedDataProvider& in, Fixture& f, const TavString* path) {
     if (in.ConsumeBool())
         (void)TavPropertiesAddListener(bag, &l);
     else
-        (void)TavPropertiesRemoveListener(bag, &l);
+        tavfuzz::RemoveListenerNotingErase(bag, &l, f.alloc);
     TavPropertyListenerDestruct(&l);
 }
 

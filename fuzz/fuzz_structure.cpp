@@ -156,7 +156,7 @@ void ToggleListener(FuzzedDataProvider& in, World& w, int i) {
     if (in.ConsumeBool())
         (void)TavPropertiesAddListener(&w.bags[i], &l);
     else
-        (void)TavPropertiesRemoveListener(&w.bags[i], &l);
+        tavfuzz::RemoveListenerNotingErase(&w.bags[i], &l, w.alloc);
     TavPropertyListenerDestruct(&l);
 }
 
