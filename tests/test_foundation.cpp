@@ -4,14 +4,11 @@
 
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <thread>
 #include <tuple>
 
 #include "CountingAllocator.hpp"
-
-using tavtest::CountingAllocator;
 
 namespace {
 
@@ -22,115 +19,90 @@ TavString View(const char* text, TavAllocator* a = nullptr) {
     return TavString{a, const_cast<char*>(text), std::strlen(text), 0};
 }
 
-struct StringCase {
-    const char* start;  // NULL: op constructs the string, from the allocator preset in it
-    std::function<TavString*(TavString*)> op;
-    const char* expected;
-};
-
-// Fails each allocation of `c.op` in turn: a failed constructor leaves nothing to destroy, a
-// failed mutator the text as it was; the op that goes through holds the expected text in the
-// string's own allocator. The allocator reports anything leaked when it goes.
-void SweepStringCase(const StringCase& c) {
-    CountingAllocator alloc;
-    const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
-        alloc.FailAt(0);
-        TavString x{alloc.get(), nullptr, 0, 0};
-        ASSERT_TRUE(c.start == nullptr || TavStringConstructCStr(&x, c.start, alloc) != nullptr);
-        alloc.FailAt(k);
-        const TavString* result = c.op(&x);
-        const bool failed = alloc.Failed();
-        EXPECT_EQ(result, failed ? nullptr : &x) << c.expected;
-        if (c.start == nullptr && failed) return;
-        EXPECT_EQ(Text(x), failed ? c.start : c.expected);
-        EXPECT_EQ(x.buf[x.size], '\0');
-        EXPECT_EQ(x.allocator, alloc.get());
-        TavStringDestruct(&x);
-    });
-    EXPECT_GE(points, 1u) << c.expected << ": expected to allocate";
-}
-
 }  // namespace
 
+// Each allocation of each operation fails in turn: a failed constructor leaves nothing to destroy,
+// a failed mutator the text as it was; the one that goes through holds the expected text, in the
+// string's own allocator. Empty results allocate nothing. The allocator reports any leak.
 TEST(String, EveryAllocatingOperationFailsCleanly) {
     static const char range[] = "0123456789abcdefghij";
-    // A source of another allocator: the target keeps its own and copies the text.
-    static const TavString kForeign = View("foreign", TavAllocatorGetDefault());
-    const StringCase cases[] = {
+    static const TavString kForeign = View("foreign", TavAllocatorGetDefault());  // other allocator
+    const struct {
+        const char* start;  // NULL: op constructs the string, from the allocator preset in it
+        TavString* (*op)(TavString*);
+        const char* expected;
+    } cases[] = {
         {nullptr, [](TavString* x) { return TavStringConstructCStr(x, "hi", x->allocator); }, "hi"},
+        {nullptr, [](TavString* x) { return TavStringConstructCStr(x, "", x->allocator); }, ""},
         {nullptr,
          [](TavString* x) { return TavStringConstructRange(x, range, range + 5, x->allocator); },
          "01234"},
-        {nullptr,
-         [](TavString* x) {  // a copy allocates from its source's allocator
+        {nullptr, [](TavString* x) {  // a copy allocates from its source's allocator
              const TavString y = View("copied", x->allocator);
              return TavStringConstructCopy(x, &y);
-         },
-         "copied"},
+         }, "copied"},
         {"abc", [](TavString* x) { return TavStringAssign(x, &kForeign); }, "foreign"},
         {"abc", [](TavString* x) { return TavStringAssignRange(x, range, range + 20); }, range},
         {"abc", [](TavString* x) { return TavStringAppendChar(x, 'd'); }, "abcd"},
-        {"abc", [](TavString* x) { return TavStringAppendCStr(x, x->buf); },
-         "abcabc"},  // grows while reading itself
+        {"abc", [](TavString* x) { return TavStringAppendCStr(x, x->buf); }, "abcabc"},
+        {"", [](TavString* x) { return TavStringAppendCStr(x, ""); }, ""},
         {"abc", [](TavString* x) { return TavStringInsertChar(x, 1, '-'); }, "a-bc"},
         {"abc", [](TavString* x) { return TavStringInsertChar(x, 3, '>'); }, "abc>"},
         {"abc", [](TavString* x) { return TavStringAppendFormatted(x, "%d|%s", 4, "s"); },
          "abc4|s"},
         {"", [](TavString* x) { return TavStringAppendFormatted(x, "%05.1f", 2.5); }, "002.5"},
-        {"abc",  // across allocators a move copies; the source empties only on success
-         [](TavString* x) {
+        {"", [](TavString* x) { return TavStringAppendFormatted(x, "%s", ""); }, ""},
+        {"abc", [](TavString* x) {  // across allocators a move copies; y keeps its text on failure
              TavString y = kForeign;
-             TavString* result = TavStringMove(x, &y);
-             EXPECT_EQ(Text(y), result == nullptr ? "foreign" : "");
-             return result;
-         },
-         "foreign"},
+             TavString* moved = TavStringMove(x, &y);
+             EXPECT_TRUE(moved != nullptr || Text(y) == "foreign");
+             return moved;
+         }, "foreign"},
     };
-    for (const StringCase& c : cases) SweepStringCase(c);
+    tavtest::CountingAllocator alloc;
+    for (const auto& c : cases) {
+        const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+            alloc.FailAt(0);
+            TavString x{alloc.get(), nullptr, 0, 0};
+            ASSERT_TRUE(c.start == nullptr || TavStringConstructCStr(&x, c.start, alloc));
+            alloc.FailAt(k);
+            const TavString* result = c.op(&x);
+            const bool failed = alloc.Failed();
+            EXPECT_EQ(result, failed ? nullptr : &x) << c.expected;
+            if (c.start == nullptr && failed) return;
+            EXPECT_EQ(Text(x), failed ? c.start : c.expected);
+            EXPECT_EQ(x.buf[x.size], '\0');
+            EXPECT_EQ(x.allocator, alloc.get());
+            TavStringDestruct(&x);
+        });
+        EXPECT_EQ(points == 0, *c.expected == '\0') << c.expected << ": allocations";
+    }
 }
 
-TEST(String, EmptyStringsAndMovesWithinOneAllocatorAllocateNothing) {
-    CountingAllocator alloc;
-    TavString a, b, c, d, e;
-    TavStringConstructDefault(&a, alloc);
-    ASSERT_NE(TavStringConstructCStr(&b, "", alloc), nullptr);
-    ASSERT_NE(TavStringConstructRange(&c, a.buf, a.buf, alloc), nullptr);
-    ASSERT_NE(TavStringConstructCopy(&d, &a), nullptr);
-    EXPECT_NE(TavStringAssign(&b, &c), nullptr);
-    EXPECT_NE(TavStringAppendCStr(&a, ""), nullptr);
-    EXPECT_NE(TavStringAppendFormatted(&a, "%s", ""), nullptr);
-    EXPECT_EQ(alloc.attempts(), 0u);
-    TavStringConstructCStr(&e, "moved text", alloc);
-    const char* stolen = e.buf;
-    ASSERT_EQ(TavStringMove(&a, &e), &a);
-    EXPECT_EQ(a.buf, stolen);
-    EXPECT_TRUE(TavStringEmpty(&e));
-    EXPECT_EQ(alloc.attempts(), 1u);
-    for (TavString* s : {&a, &b, &c, &d, &e}) TavStringDestruct(s);
-}
-
-TEST(String, AppendFormattedFillsSpareRoomAndHidesAFailedFirstPass) {
-    CountingAllocator alloc;
-    TavString x;
+// A format that fits the spare room costs no allocation, and a failed growth after a first pass
+// into the spare room hides what that pass wrote. A move within one allocator takes the buffer.
+TEST(String, AppendFormattedUsesSpareRoomAndMovesTakeTheBuffer) {
+    tavtest::CountingAllocator alloc;
+    TavString x, y;
     TavStringAppendChar(TavStringConstructDefault(&x, alloc), 'a');  // leaves spare room
     ASSERT_NE(TavStringAppendFormatted(&x, "%d", 7), nullptr);
-    EXPECT_EQ(alloc.allocations(), 1u);
-    alloc.FailAt(1);  // the first pass fills the spare room, then growing fails
+    alloc.FailAt(1);
     EXPECT_EQ(TavStringAppendFormatted(&x, "%s", std::string(99, 'z').c_str()), nullptr);
     EXPECT_STREQ(TavStringCStr(&x), "a7");
-    TavStringDestruct(&x);
+    const char* buffer = x.buf;
+    ASSERT_EQ(TavStringMove(TavStringConstructDefault(&y, alloc), &x), &y);
+    EXPECT_EQ(y.buf, buffer);
+    EXPECT_EQ(alloc.attempts(), 2u) << "the first append and the failed growth";
+    for (TavString* s : {&x, &y}) TavStringDestruct(s);
 }
 
 TEST(String, CompareOrdersUnsignedBytesWithProperPrefixesFirst) {
-    // Capitals before small letters, prefixes before their extensions, bytes above 0x7f last.
     const char* const ascending[] = {"", "Z", "a", "ab", "abc", "abd", "z", "\xc3\xa9"};
     for (std::size_t i = 0; i < std::size(ascending); ++i) {
         for (std::size_t j = 0; j < std::size(ascending); ++j) {
             const TavString x = View(ascending[i]), y = View(ascending[j]);
             const int order = TavStringCompare(&x, &y);
             EXPECT_EQ((order > 0) - (order < 0), (i > j) - (i < j)) << i << " vs " << j;
-            EXPECT_EQ(TavStringLess(&x, &y), i < j);
-            EXPECT_EQ(TavStringEqual(&x, &y), i == j);
         }
     }
 }
@@ -150,26 +122,21 @@ TEST(Numbers, Float64ReadsTheFormsStrtodReads) {
         const double value = TavStrToFloat64(text, &end, &error);
         EXPECT_EQ(error != 0, expectError) << text;
         EXPECT_EQ(end - text, consumed) << text;
-        EXPECT_EQ(value, expected) << text;
-        EXPECT_EQ(std::signbit(value), std::signbit(expected)) << text;
+        EXPECT_TRUE(value == expected && std::signbit(value) == std::signbit(expected)) << text;
     }
 }
 
 TEST(Numbers, Int32SaturatesThenKeepsTheLow32Bits) {
     const std::tuple<const char*, TavInt, std::ptrdiff_t> cases[] = {
-        {"99999999999", 1215752191, 11},
-        {"+3000000000", -1294967296, 11},
-        {"-99999999999999999999", 0, 21},
-        {"99999999999999999999", -1, 20},
-        {"-5,", -5, 2},
-        {"x", 0, 0},
+        {"99999999999", 1215752191, 11}, {"+3000000000", -1294967296, 11},
+        {"-99999999999999999999", 0, 21}, {"99999999999999999999", -1, 20},
+        {"-5,", -5, 2},                   {"x", 0, 0},
     };
     for (const auto& [text, value, consumed] : cases) {
         const char* end = nullptr;
         EXPECT_EQ(TavStrToInt32(text, &end, 10), value) << text;
         EXPECT_EQ(end - text, consumed) << text;
     }
-    EXPECT_EQ(TavStrToUint64("18446744073709551615", nullptr, 10), 18446744073709551615ull);
 }
 
 TEST(MediaFormat, NamesPrintableBytesFromTheLowest) {
@@ -181,7 +148,7 @@ TEST(MediaFormat, NamesPrintableBytesFromTheLowest) {
 
 TEST(Mutex, IsRecursive) {
     TavMutex m;
-    ASSERT_EQ(TavMutexConstruct(&m), &m);
+    TavMutexConstruct(&m);
     TavMutexLock(&m);
     TavMutexLock(&m);  // the same thread enters again
     TavMutexUnlock(&m);

@@ -34,8 +34,6 @@ std::string ValueJson(TavPropertyValue v) {
     return text.substr(5, text.size() - 6);
 }
 
-const char* const kHasLeaf = R"("x":{"type":"int","value":1})";
-
 TEST(JsonWriter, WritesTheWorkedExampleReplacingTheCallersText) {
     Bag d, bag;
     bag.Put("a", Bool(true)).Put("b", Int(-3)).Put("c", Str("say \"x\""));
@@ -48,9 +46,10 @@ TEST(JsonWriter, WritesTheWorkedExampleReplacingTheCallersText) {
               R"({"type":"float64","value":0.500000}]}})");
 }
 
+// Only the quotes of string values are escaped, a backslash left as is; floats as printf "%f".
 TEST(JsonWriter, WritesEachKindWithItsWord) {
-    EXPECT_EQ(Json(Bag()), "{}");
     const struct { TavPropertyValue value; const char* word; const char* text; } kinds[] = {
+        {Str("a\\\"b"), "string", R"("a\\"b")"},
         {Vec({}), "vector", "[]"},
         {Nested(Bag()), "properties", "{}"},
         {Make(TavPropertyValueConstructInt16, -1, 0), "int16", "-1"},
@@ -66,24 +65,15 @@ TEST(JsonWriter, WritesEachKindWithItsWord) {
          R"("height":{"type": "size_t", "value": 480}})"},
     };
     for (const auto& k : kinds) EXPECT_EQ(ValueJson(k.value), Member(k.word, k.text));
-}
-
-TEST(JsonWriter, FloatsMatchPrintfFixedNotation) {
-    using limits = std::numeric_limits<double>;
-    const double samples[] = {-0.0, 0.0000005, 0.0000015, 2.5e-7, 1e300, -1e22, 123456.7890125,
-                              1.0 / 3, 9.9999995, limits::max(), limits::denorm_min(),
-                              limits::infinity(), -limits::infinity(), limits::quiet_NaN()};
+    EXPECT_EQ(Json(Bag().Put("q\"n", Int(1))), "{\"q\"n\":" + Member("int", "1") + "}");
+    using L = std::numeric_limits<double>;
+    const double samples[] = {-0.0, 5e-7, 1.5e-6, 2.5e-7, 1e300, -1e22, 123456.7890125, 1.0 / 3,
+                              9.9999995, L::max(), L::denorm_min(), L::infinity(), L::quiet_NaN()};
     for (double d : samples) {
         char expected[400];
         std::snprintf(expected, sizeof expected, "%f", d);
         EXPECT_EQ(ValueJson(F64(d)), Member("float64", expected)) << d;
     }
-}
-
-TEST(JsonWriter, EscapesOnlyTheDoubleQuotesOfStringValues) {
-    EXPECT_EQ(ValueJson(Str("a\\\"b")), Member("string", R"("a\\"b")"));
-    EXPECT_EQ(ValueJson(Str("\"\"\t")), Member("string", "\"\\\"\\\"\t\""));
-    EXPECT_EQ(Json(Bag().Put("q\"n", Int(1))), "{\"q\"n\":" + Member("int", "1") + "}");
 }
 
 TEST(JsonWriter, PointerKindsWriteTheAddressTheyReachInQuotes) {
@@ -98,17 +88,15 @@ TEST(JsonWriter, PointerKindsWriteTheAddressTheyReachInQuotes) {
     EXPECT_EQ(ValueJson(Make(TavPropertyValueConstructSharedPtr, &sp, "Frame", 0, sp.a)),
               Member("shared_ptr(Frame)", address));
     EXPECT_EQ(weak(), Member("weak_ptr", address));
-    EXPECT_EQ(TavAtomicIntegerGetValue(&sp.ref->useCount), 1) << "the lock gave its use back";
-    TavSharedPtr_voidDestruct(&sp);
+    TavSharedPtr_voidDestruct(&sp);  // expires only if writing gave back the use it took
     EXPECT_EQ(weak(), Member("weak_ptr", "\"0\""));
     TavWeakPtr_voidDestruct(&wp);
 }
 
 TEST(JsonWriter, WritesSixtyThreeLevelsBelowTheTopBagVectorsNotCounting) {
-    Bag fits, fitsInVectors, deep, deepInVectors;
-    EXPECT_NE(Json(fits.Put("n", Chain(63))).find(kHasLeaf), std::string::npos);
-    fitsInVectors.Put("v", Vec({Vec({Vec({Chain(63)})})}));
-    EXPECT_NE(Json(fitsInVectors).find(kHasLeaf), std::string::npos);
+    Bag fits, deep, deepInVectors;
+    fits.Put("v", Vec({Vec({Vec({Chain(63)})})}));
+    EXPECT_NE(Json(fits).find(R"("x":{"type":"int","value":1})"), std::string::npos);
     EXPECT_EQ(Json(deep.Put("a", Int(1)).Put("n", Chain(64))), "FAILED");
     EXPECT_EQ(Json(deepInVectors.Put("v", Vec({Vec({Chain(64)})}))), "FAILED");
     // The failure unlocked every bag on its way out: another thread can take the top one.
@@ -124,14 +112,11 @@ TEST(JsonWriter, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothi
     const std::string expected = Json(bag);
     TavString json;
     TavStringConstructCStr(&json, "kept", alloc);
-    const std::size_t live = alloc.liveBlocks();
-    const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+    EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         const TavString* result = TavPropertiesToJson(bag, &json);
         EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
         EXPECT_EQ(Text(&json), result ? expected : "kept") << k;
-        EXPECT_EQ(alloc.liveBlocks(), live) << k;
-    });
-    EXPECT_GE(points, 4u);
+    }), 4u);  // the allocator reports any block left when the test ends
     TavStringDestruct(&json);
 }
 
