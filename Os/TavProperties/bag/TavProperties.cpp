@@ -2,6 +2,7 @@
 // which paths, accessors, merge and the text forms are built.
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
+#include "Os/TavProperties/values/TavPropertyValueTree.hpp"
 
 namespace {
 
@@ -21,38 +22,41 @@ Node* FindNode(TavProperties* x, const TavString* name) {
     return const_cast<Node*>(FindNode(static_cast<const TavProperties*>(x), name));
 }
 
+// An entry that a Before listener must leave in place: the node that holds
+// name in bag, and (for an assignment) the value being changed in it.
+struct SameEntry {
+    const TavProperties* bag;
+    const TavString* name;
+    const Node* node;
+    tav::BagProbe probe;
+};
+
+bool EntryStillThere(const void* context) {
+    const auto* entry = static_cast<const SameEntry*>(context);
+    return entry->probe.Holds() && FindNode(entry->bag, entry->name) == entry->node;
+}
+
 // Before, erase, After. `name` is what the listeners are told and must
-// outlive the erase, which destroys the entry's own key. Destruction calls
-// this with the node it already holds rather than looking the name up again.
-void RemoveNode(TavProperties* x, Node* node, const TavString* name) {
-    TavPropertiesExecuteListeners(x, kBefore, name, &node->value.second, nullptr);
+// outlive the erase, which destroys the entry's own key.
+TavBool RemoveNode(TavProperties* x, Node* node, const TavString* name, const tav::BagProbe& probe) {
+    const SameEntry entry{x, name, node, probe};
+    const tav::EntryGuard guard{&EntryStillThere, &entry};
+    if (tav::NotifyListeners(x, kBefore, name, &node->value.second, nullptr, guard) &&
+        !guard.Holds()) {
+        return TAV_FALSE;
+    }
     TavMap_TavString__TavPropertyValueErase(&x->map, node);
     TavPropertiesExecuteListeners(x, kAfter, name, nullptr, nullptr);
+    return TAV_TRUE;
 }
 
-// Destruction must not fail, so when the temporary copy of the smallest name
-// can't be made the entry is still removed and reported: the listeners hear
-// Before with the entry's own key, then the key's text is taken out of the
-// node (leaving an empty key that owns nothing, which erasing never compares)
-// so that it survives the erase for the After call.
-void RemoveFirstEntryWithoutCopy(TavProperties* x, Node* node) {
-    TavPropertiesExecuteListeners(x, kBefore, &node->value.first, &node->value.second, nullptr);
-    TavString name = node->value.first;
-    TavStringConstructDefault(&node->value.first, name.allocator);
-    TavMap_TavString__TavPropertyValueErase(&x->map, node);
-    TavPropertiesExecuteListeners(x, kAfter, &name, nullptr, nullptr);
-    TavStringDestruct(&name);
-}
-
-void RemoveFirstEntry(TavProperties* x) {
-    Node* first = TavMap_TavString__TavPropertyValueBegin(&x->map);
-    TavString name;
-    if (!TavStringConstructCopy(&name, &first->value.first)) {
-        RemoveFirstEntryWithoutCopy(x, first);
-        return;
-    }
-    RemoveNode(x, first, &name);
-    TavStringDestruct(&name);
+// A value that may live inside the entry it is assigned to (a Set from a
+// pointer into the bag's own tree): the assignment itself copes, but the
+// After listeners are handed the new value, which by then is released. Such
+// a value is copied first and the copy stands in for it throughout.
+bool MustStandIn(const TavProperties* x, const TavPropertyValue* cur, const TavPropertyValue* v) {
+    return tav::tree::IsComposite(cur) && !TavVector_TavPropertyListenerEmpty(&x->listeners) &&
+           tav::tree::ValueWithin(cur, v);
 }
 
 // Every exported by-name operation: lock, run the single-entry operation,
@@ -91,23 +95,44 @@ TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* n
 // When the temporary pair can't be built the insertion is never attempted:
 // false, and no listener hears of it.
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
-                                     const TavPropertyValue* v) {
+                                     const TavPropertyValue* v, const tav::BagProbe& bag) {
     Pair pair;
     if (!TavPair_TavString__TavPropertyValueConstruct(&pair, name, v)) return TAV_FALSE;
-    TavPropertiesExecuteListeners(x, kBefore, name, nullptr, v);
-    const TavBool inserted = TavMap_TavString__TavPropertyValueInsert(&x->map, &pair).second;
+    const tav::EntryGuard guard{bag.reachable, bag.context};
+    TavBool inserted = TAV_FALSE;
+    if (!tav::NotifyListeners(x, kBefore, name, nullptr, v, guard) || guard.Holds()) {
+        inserted = TavMap_TavString__TavPropertyValueInsert(&x->map, &pair).second;
+    }
     if (inserted) TavPropertiesExecuteListeners(x, kAfter, name, nullptr, v);
     TavPair_TavString__TavPropertyValueDestruct(&pair);
     return inserted;
 }
 
-TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,
-                                     TavPropertyValue* curValue, const TavPropertyValue* newVal) {
-    TavPropertiesExecuteListeners(x, kBefore, name, curValue, newVal);
+namespace {
+
+TavBool AssignInPlace(TavProperties* x, const TavString* name, TavPropertyValue* curValue,
+                      const TavPropertyValue* newVal, const tav::EntryGuard& target) {
+    const SameEntry entry{x, name, target.stillThere == nullptr ? FindNode(x, name) : nullptr, {}};
+    const tav::EntryGuard guard =
+        target.stillThere != nullptr ? target : tav::EntryGuard{&EntryStillThere, &entry};
+    if (tav::NotifyListeners(x, kBefore, name, curValue, newVal, guard) && !guard.Holds()) {
+        return TAV_FALSE;
+    }
     if (!TavPropertyValueAssign(curValue, newVal)) return TAV_FALSE;
     // The old value is gone: both arguments are the caller's new value.
     TavPropertiesExecuteListeners(x, kAfter, name, newVal, newVal);
     return TAV_TRUE;
+}
+
+}  // namespace
+
+TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,
+                                     TavPropertyValue* curValue, const TavPropertyValue* newVal,
+                                     const tav::EntryGuard& target) {
+    if (!MustStandIn(x, curValue, newVal)) return AssignInPlace(x, name, curValue, newVal, target);
+    tav::ScopedValue standIn;
+    if (!standIn.adopt(TavPropertyValueConstructCopy(standIn.storage(), newVal))) return TAV_FALSE;
+    return AssignInPlace(x, name, curValue, standIn.get(), target);
 }
 
 TavBool TavPropertiesSetProperty_(TavProperties* x, const TavString* name,
@@ -117,11 +142,10 @@ TavBool TavPropertiesSetProperty_(TavProperties* x, const TavString* name,
                    : TavPropertiesInsertProperty_(x, name, v);
 }
 
-TavBool TavPropertiesRemoveProperty_(TavProperties* x, const TavString* name) {
+TavBool TavPropertiesRemoveProperty_(TavProperties* x, const TavString* name,
+                                     const tav::BagProbe& bag) {
     Node* node = FindNode(x, name);
-    if (!node) return TAV_FALSE;
-    RemoveNode(x, node, name);
-    return TAV_TRUE;
+    return node != nullptr ? RemoveNode(x, node, name, bag) : TAV_FALSE;
 }
 
 extern "C" {
@@ -149,22 +173,24 @@ TavProperties* TavPropertiesConstructCopy(TavProperties* x, const TavProperties*
     return x;
 }
 
-void TavPropertiesDestruct(TavProperties* x) {
-    while (!TavMap_TavString__TavPropertyValueEmpty(&x->map)) RemoveFirstEntry(x);
-    TavMap_TavString__TavPropertyValueDestruct(&x->map);
-    TavVector_TavPropertyListenerDestruct(&x->listeners);
-    TavMutexDestruct(&x->mutex);
-}
+void TavPropertiesDestruct(TavProperties* x) { tav::tree::DestroyBag(x, false); }
 
+// y may be x itself or lie anywhere inside x (or x inside y): everything is
+// read from y before x's former entries are released.
 TavProperties* TavPropertiesAssign(TavProperties* x, const TavProperties* y) {
     tav::LockGuard lock(x);
-    if (!TavMap_TavString__TavPropertyValueAssign(&x->map, &y->map)) return nullptr;
-    if (!TavVector_TavPropertyListenerAssign(&x->listeners, &y->listeners)) return nullptr;
-    return x;
+    TavMap_TavString__TavPropertyValue entries;
+    TavMap_TavString__TavPropertyValueConstruct(&entries, x->map.alloc);
+    if (!TavMap_TavString__TavPropertyValueAssign(&entries, &y->map)) return nullptr;
+    const bool listenersTaken =
+        TavVector_TavPropertyListenerAssign(&x->listeners, &y->listeners) != nullptr;
+    TavMap_TavString__TavPropertyValueSwap(&x->map, &entries);  // one allocator: no copy
+    TavMap_TavString__TavPropertyValueDestruct(&entries);
+    return listenersTaken ? x : nullptr;
 }
 
 TavBool TavPropertiesEqual(const TavProperties* x, const TavProperties* y) {
-    return TavMap_TavString__TavPropertyValueEqual(&x->map, &y->map);
+    return tav::tree::BagsEqual(x, y) ? TAV_TRUE : TAV_FALSE;
 }
 
 TavAllocator* TavPropertiesGetAllocator(const TavProperties* x) {
@@ -175,7 +201,8 @@ TavAllocator* TavPropertiesGetAllocator(const TavProperties* x) {
 
 TavBool TavPropertiesAddProperty(TavProperties* x, const TavString* name,
                                  const TavPropertyValue* v) {
-    return Locked<TavPropertiesInsertProperty_>(x, name, v);
+    tav::LockGuard lock(x);
+    return TavPropertiesInsertProperty_(x, name, v);
 }
 
 TavBool TavPropertiesAddPropertyCStr(TavProperties* x, const char* name,
@@ -212,7 +239,8 @@ const TavPropertyValue* TavPropertiesGetPropertyCStrConst(const TavProperties* x
 }
 
 TavBool TavPropertiesRemoveProperty(TavProperties* x, const TavString* name) {
-    return Locked<TavPropertiesRemoveProperty_>(x, name);
+    tav::LockGuard lock(x);
+    return TavPropertiesRemoveProperty_(x, name);
 }
 
 TavBool TavPropertiesRemovePropertyCStr(TavProperties* x, const char* name) {

@@ -6,21 +6,60 @@
 
 #include "Os/TavProperties.h"
 
-TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* name);
-const TavPropertyValue* TavPropertiesGetPropertyConst_(const TavProperties* x,
-                                                       const TavString* name);
-TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
-                                     const TavPropertyValue* v);
-TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,
-                                     TavPropertyValue* curValue, const TavPropertyValue* newVal);
-TavBool TavPropertiesSetProperty_(TavProperties* x, const TavString* name,
-                                  const TavPropertyValue* v);
-TavBool TavPropertiesRemoveProperty_(TavProperties* x, const TavString* name);
-
 /* Calls the listeners of x matching trigger and name on a fresh snapshot of
  * the listener list; takes x's lock only while making the snapshot. */
 void TavPropertiesExecuteListeners(TavProperties* x, TavPropertyListenerTrigger trigger,
                                    const TavString* name, const TavPropertyValue* oldValue,
                                    const TavPropertyValue* newValue);
+
+namespace tav {
+
+/* Listeners must not remove or replace the entry whose change they are told
+ * about, nor the bag that holds it. A guard lets a dispatch notice when one
+ * did: it is asked after every callback, and the dispatch stops as soon as
+ * it says the entry is gone, so that no later callback is handed released
+ * memory. */
+struct EntryGuard {
+    bool (*stillThere)(const void* context);
+    const void* context;
+    bool Holds() const { return stillThere == nullptr || stillThere(context); }
+};
+
+/* The dispatch above with a guard; true when at least one callback ran (so
+ * the caller must look its entry up again before touching it). */
+bool NotifyListeners(TavProperties* x, TavPropertyListenerTrigger trigger, const TavString* name,
+                     const TavPropertyValue* oldValue, const TavPropertyValue* newValue,
+                     const EntryGuard& guard);
+
+/* Whether the bag an operation works in is still there after listeners ran.
+ * The bag an exported operation was called on always is (destroying it from
+ * a callback is outside any contract); a nested bag reached by a path may
+ * have been removed from its parent. The default stands for the first case. */
+struct BagProbe {
+    bool (*reachable)(const void* context) = nullptr;
+    const void* context = nullptr;
+    bool Holds() const { return reachable == nullptr || reachable(context); }
+};
+
+}  // namespace tav
+
+/* Single-entry operations; the caller holds the lock of the top bag. After a
+ * Before call each of them makes sure that its bag (through the probe) and its
+ * entry are still there; when a listener has removed either, the operation
+ * returns false without going on and without an After call. */
+TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* name);
+const TavPropertyValue* TavPropertiesGetPropertyConst_(const TavProperties* x,
+                                                       const TavString* name);
+TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
+                                     const TavPropertyValue* v, const tav::BagProbe& bag = {});
+/* The target is found again by `target` (x's entry `name` when it is null)
+ * once the Before listeners have run. */
+TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,
+                                     TavPropertyValue* curValue, const TavPropertyValue* newVal,
+                                     const tav::EntryGuard& target = {nullptr, nullptr});
+TavBool TavPropertiesSetProperty_(TavProperties* x, const TavString* name,
+                                  const TavPropertyValue* v);
+TavBool TavPropertiesRemoveProperty_(TavProperties* x, const TavString* name,
+                                     const tav::BagProbe& bag = {});
 
 #endif

@@ -44,13 +44,24 @@ private:
 // for this event: walking the bag's own vector instead would hand callbacks
 // records that a callback adding or removing listeners can move or destroy
 // under the walk. The change itself goes ahead; callers can't tell either way.
+bool tav::NotifyListeners(TavProperties* x, TavPropertyListenerTrigger trigger,
+                          const TavString* name, const TavPropertyValue* oldValue,
+                          const TavPropertyValue* newValue, const EntryGuard& guard) {
+    const Snapshot snapshot(x);
+    bool called = false;
+    for (const TavPropertyListener& l : snapshot) {
+        if (!Matches(&l, trigger, name)) continue;
+        l.cb(&l, x, name, oldValue, newValue);
+        called = true;
+        if (!guard.Holds()) break;
+    }
+    return called;
+}
+
 void TavPropertiesExecuteListeners(TavProperties* x, TavPropertyListenerTrigger trigger,
                                    const TavString* name, const TavPropertyValue* oldValue,
                                    const TavPropertyValue* newValue) {
-    const Snapshot snapshot(x);
-    for (const TavPropertyListener& l : snapshot) {
-        if (Matches(&l, trigger, name)) l.cb(&l, x, name, oldValue, newValue);
-    }
+    tav::NotifyListeners(x, trigger, name, oldValue, newValue, tav::EntryGuard{nullptr, nullptr});
 }
 
 extern "C" {

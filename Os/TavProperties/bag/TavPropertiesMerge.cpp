@@ -5,6 +5,7 @@
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
+#include "Os/TavProperties/values/TavPropertyValueTree.hpp"
 
 namespace {
 
@@ -12,6 +13,19 @@ namespace {
 constexpr TavSizeT kMaxMergeDepth = 63;
 
 TavProperties* TavPropertiesMerge_(TavProperties* x, const TavProperties* y, TavSizeT elemNum);
+
+// Visits y's entries in name order until visit answers true.
+template <class Visit>
+bool AnyEntry(const TavProperties* y, Visit visit) {
+    using Position = TavMap_TavString__TavPropertyValueConstIterator;
+    const Position end = TavMap_TavString__TavPropertyValueEndConst(&y->map);
+    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&y->map); it != end;
+         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
+        if (visit(TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it))) return true;
+    }
+    return false;
+}
+
 
 // The bag that receives the merge of a nested source bag: a copy of the
 // target's nested bag when it has a settable one (so its entries and
@@ -62,22 +76,37 @@ bool MergeEntry(TavProperties* x, const TavPair_TavString__TavPropertyValue* ent
 
 // x's lock is held by the caller; y is read without its lock.
 TavProperties* TavPropertiesMerge_(TavProperties* x, const TavProperties* y, TavSizeT elemNum) {
-    using Position = TavMap_TavString__TavPropertyValueConstIterator;
     if (elemNum > kMaxMergeDepth) return nullptr;
-    const Position end = TavMap_TavString__TavPropertyValueEndConst(&y->map);
-    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&y->map); it != end;
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
-        if (!MergeEntry(x, TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it),
-                        elemNum)) {
-            return nullptr;
-        }
-    }
-    return x;
+    const bool failed = AnyEntry(y, [x, elemNum](const TavPair_TavString__TavPropertyValue* entry) {
+        return !MergeEntry(x, entry, elemNum);
+    });
+    return failed ? nullptr : x;
+}
+
+// Whether merging y changes y while it is read: y is x itself, or lies below
+// one of the entries of x that the merge replaces (those that y names). The
+// search stays within what the merge itself copies or releases.
+bool SourceInsideTarget(const TavProperties* x, const TavProperties* y) {
+    if (x == y) return true;
+    return AnyEntry(y, [x, y](const TavPair_TavString__TavPropertyValue* entry) {
+        const TavPropertyValue* t = TavPropertiesGetPropertyConst_(x, &entry->first);
+        return t != nullptr && tav::tree::IsComposite(t) && tav::tree::BagBelow(t, y);
+    });
+}
+
+// A source inside the target is merged from a private copy, as if the caller
+// had passed an independent one; no listener hears of that copy.
+TavProperties* MergeFromCopy(TavProperties* x, const TavProperties* y) {
+    TavProperties copy;
+    if (TavPropertiesConstructCopy(&copy, y) == nullptr) return nullptr;
+    TavProperties* result = TavPropertiesMerge_(x, &copy, 0);
+    tav::tree::DestroyBag(&copy, true);
+    return result;
 }
 
 }  // namespace
 
 extern "C" TavProperties* TavPropertiesMerge(TavProperties* x, const TavProperties* y) {
     tav::LockGuard lock(x);
-    return TavPropertiesMerge_(x, y, 0);
+    return SourceInsideTarget(x, y) ? MergeFromCopy(x, y) : TavPropertiesMerge_(x, y, 0);
 }

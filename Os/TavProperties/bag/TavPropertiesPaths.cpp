@@ -139,6 +139,44 @@ const TavPropertyValue* TavPropertiesGetPropertyAtPathConst_(const TavProperties
     return component.Empty() ? result : nullptr;
 }
 
+// ---- the changing walk ----------------------------------------------------
+
+enum class Change { Add, Set, Remove };
+
+struct ChangeWalk {
+    TavProperties* top;
+    const TavString* path;
+    const TavPropertyValue* v;  // NULL for Remove
+    Change change;
+    TavBool addMissingNodes;
+    TavProperties* bag;      // the current bag, NULL once there is none
+    TavBool parentSettable;  // flag of the value holding the current bag
+    TavSizeT depth;          // components descended through to reach bag
+};
+
+// Whether the walk's current bag is still the one that reading the path from
+// the top again leads to: a listener may have removed it, or a bag above it,
+// from its parent. Only asked after listeners ran.
+bool CurrentBagReachable(const void* context) {
+    const auto* walk = static_cast<const ChangeWalk*>(context);
+    PathComponent component(TavPropertiesGetAllocator(walk->top));
+    if (!component.Reserve(walk->path)) return false;
+    const TavProperties* bag = walk->top;
+    TavSizeT pos = 0;
+    TavSizeT index = kNoIndex;
+    for (TavSizeT level = 0; level < walk->depth && bag != nullptr; ++level) {
+        pos = GetPathComponent(walk->path, pos, &component, &index);
+        const TavString* name = component.Name(TavPropertiesGetAllocator(bag));
+        const TavPropertyValue* found = SelectIndexed(TavPropertiesGetPropertyConst_(bag, name), index);
+        bag = found != nullptr ? TavPropertyValueGetProperties(found) : nullptr;
+    }
+    return bag == walk->bag;
+}
+
+tav::BagProbe ProbeOf(const ChangeWalk& walk) {
+    return walk.depth == 0 ? tav::BagProbe{} : tav::BagProbe{&CurrentBagReachable, &walk};
+}
+
 // ---- changes to a vector entry --------------------------------------------
 
 TavVector_TavPropertyValue* VectorOf(TavPropertyValue* entry) {
@@ -152,11 +190,43 @@ TavPropertyValue* PositionAt(TavVector_TavPropertyValue* vec, TavSizeT index) {
     return begin != nullptr ? begin + index : begin;
 }
 
+// The vector entry that an element change works on, as Before listeners
+// must leave it: the same entry, still a vector long enough for the index.
+struct VectorTarget {
+    tav::BagProbe probe;
+    TavProperties* bag;
+    const TavString* name;
+    TavSizeT index;
+    const TavPropertyValue* entry;
+    TavSizeT extra;  // 1 when an element is removed (index must be below the size)
+};
+
+bool VectorTargetHolds(const void* context) {
+    const auto* t = static_cast<const VectorTarget*>(context);
+    if (!t->probe.Holds()) return false;
+    TavPropertyValue* entry = TavPropertiesGetProperty_(t->bag, t->name);
+    const TavVector_TavPropertyValue* vec = VectorOf(entry);
+    return entry == t->entry && vec != nullptr &&
+           t->index + t->extra <= TavVector_TavPropertyValueSize(vec);
+}
+
+// Before for an element change; false when a listener took the vector away.
+bool AnnounceElementChange(const VectorTarget& target, const TavPropertyValue* oldValue,
+                           const TavPropertyValue* newValue) {
+    const tav::EntryGuard guard{&VectorTargetHolds, &target};
+    return !tav::NotifyListeners(target.bag, TAV_PROPERTYLISTENER_TRIGGER_Before, target.name,
+                                 oldValue, newValue, guard) ||
+           guard.Holds();
+}
+
 TavBool TavPropertiesInsertPropertyAtIndex_(TavProperties* x, const TavString* name, TavSizeT index,
-                                            const TavPropertyValue* v) {
-    TavVector_TavPropertyValue* vec = VectorOf(TavPropertiesGetProperty_(x, name));
+                                            const TavPropertyValue* v, const tav::BagProbe& probe) {
+    TavPropertyValue* entry = TavPropertiesGetProperty_(x, name);
+    TavVector_TavPropertyValue* vec = VectorOf(entry);
     if (vec == nullptr || index > TavVector_TavPropertyValueSize(vec)) return TAV_FALSE;
-    TavPropertiesExecuteListeners(x, TAV_PROPERTYLISTENER_TRIGGER_Before, name, nullptr, v);
+    if (!AnnounceElementChange(VectorTarget{probe, x, name, index, entry, 0}, nullptr, v)) {
+        return TAV_FALSE;
+    }
     if (TavVector_TavPropertyValueInsert(vec, PositionAt(vec, index), v) == nullptr) {
         return TAV_FALSE;
     }
@@ -165,28 +235,17 @@ TavBool TavPropertiesInsertPropertyAtIndex_(TavProperties* x, const TavString* n
 }
 
 TavBool TavPropertiesRemovePropertyAtIndex_(TavProperties* x, const TavString* name,
-                                            TavSizeT index) {
+                                            TavSizeT index, const tav::BagProbe& probe) {
     TavPropertyValue* entry = TavPropertiesGetProperty_(x, name);
     TavVector_TavPropertyValue* vec = VectorOf(entry);
     if (vec == nullptr || index >= TavVector_TavPropertyValueSize(vec)) return TAV_FALSE;
-    TavPropertiesExecuteListeners(x, TAV_PROPERTYLISTENER_TRIGGER_Before, name, entry, nullptr);
+    if (!AnnounceElementChange(VectorTarget{probe, x, name, index, entry, 1}, entry, nullptr)) {
+        return TAV_FALSE;
+    }
     if (TavVector_TavPropertyValueErase(vec, PositionAt(vec, index)) == nullptr) return TAV_FALSE;
     TavPropertiesExecuteListeners(x, TAV_PROPERTYLISTENER_TRIGGER_After, name, entry, nullptr);
     return TAV_TRUE;
 }
-
-// ---- the changing walk ----------------------------------------------------
-
-enum class Change { Add, Set, Remove };
-
-struct ChangeWalk {
-    TavProperties* top;
-    const TavPropertyValue* v;  // NULL for Remove
-    Change change;
-    TavBool addMissingNodes;
-    TavProperties* bag;      // the current bag, NULL once there is none
-    TavBool parentSettable;  // flag of the value holding the current bag
-};
 
 // The outcome of one component: either the walk ends with a result, or it
 // goes on with a value (descending when that is a nested bag).
@@ -209,11 +268,14 @@ TavPropertyValue* CreateNestedBag(const ChangeWalk& walk, const TavString* name)
         return nullptr;
     }
     TavPropertyValue holder;
+    const bool told = !TavVector_TavPropertyListenerEmpty(&walk.bag->listeners);
     if (TavPropertyValueConstructProperties(&holder, &empty, TAV_TRUE) != nullptr) {
         TavPropertiesAddPropertyAtPath(walk.bag, name, &holder);
         TavPropertyValueDestruct(&holder);
     }
     TavPropertiesDestruct(&empty);
+    // Its listeners heard of the insertion and may have removed the bag.
+    if (told && !ProbeOf(walk).Holds()) return nullptr;
     return TavPropertiesGetProperty(walk.bag, name);
 }
 
@@ -229,22 +291,42 @@ Step StepThrough(const ChangeWalk& walk, const TavString* name, TavSizeT index,
 Step StepLastAdd(const ChangeWalk& walk, const TavString* name, TavSizeT index,
                  const TavPropertyValue* found) {
     if (found == nullptr) {
-        return index == kNoIndex ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v))
-                                 : Fail();
+        return index == kNoIndex
+                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk)))
+                   : Fail();
     }
     if (!IsIndexedVector(found, index) || !found->settable) return Fail();
-    return Finish(TavPropertiesInsertPropertyAtIndex_(walk.bag, name, index, walk.v));
+    return Finish(TavPropertiesInsertPropertyAtIndex_(walk.bag, name, index, walk.v, ProbeOf(walk)));
+}
+
+// The value or element that a Set assigns into, as Before listeners must
+// leave it.
+struct SetTarget {
+    const ChangeWalk* walk;
+    const TavString* name;
+    TavSizeT index;
+    const TavPropertyValue* target;
+};
+
+bool SetTargetHolds(const void* context) {
+    const auto* t = static_cast<const SetTarget*>(context);
+    if (!ProbeOf(*t->walk).Holds()) return false;
+    return SelectIndexed(TavPropertiesGetPropertyConst_(t->walk->bag, t->name), t->index) ==
+           t->target;
 }
 
 Step StepLastSet(const ChangeWalk& walk, const TavString* name, TavSizeT index,
                  TavPropertyValue* found) {
     if (found == nullptr) {
-        return index == kNoIndex ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v))
-                                 : Fail();
+        return index == kNoIndex
+                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk)))
+                   : Fail();
     }
     TavPropertyValue* target = SelectIndexed(found, index);
     if (target == nullptr || !target->settable) return Fail();
-    return Finish(TavPropertiesAssignProperty_(walk.bag, name, target, walk.v));
+    const SetTarget set{&walk, name, index, target};
+    return Finish(TavPropertiesAssignProperty_(walk.bag, name, target, walk.v,
+                                               tav::EntryGuard{&SetTargetHolds, &set}));
 }
 
 // The entry's own flag doesn't matter: removing it changes the bag that
@@ -253,10 +335,12 @@ Step StepLastRemove(const ChangeWalk& walk, const TavString* name, TavSizeT inde
                     const TavPropertyValue* found) {
     if (found == nullptr) return Fail();
     if (IsIndexedVector(found, index)) {
-        return found->settable ? Finish(TavPropertiesRemovePropertyAtIndex_(walk.bag, name, index))
-                               : Fail();
+        return found->settable
+                   ? Finish(TavPropertiesRemovePropertyAtIndex_(walk.bag, name, index, ProbeOf(walk)))
+                   : Fail();
     }
-    return walk.parentSettable ? Finish(TavPropertiesRemoveProperty_(walk.bag, name)) : Fail();
+    return walk.parentSettable ? Finish(TavPropertiesRemoveProperty_(walk.bag, name, ProbeOf(walk)))
+                               : Fail();
 }
 
 Step StepLast(const ChangeWalk& walk, const TavString* name, TavSizeT index,
@@ -275,11 +359,13 @@ Step StepLast(const ChangeWalk& walk, const TavString* name, TavSizeT index,
 void Descend(ChangeWalk* walk, TavPropertyValue* next) {
     walk->bag = next != nullptr ? TavPropertyValueGetProperties_(next) : nullptr;
     if (walk->bag != nullptr) walk->parentSettable = next->settable;
+    ++walk->depth;
 }
 
 // Each lookup takes the current bag's own lock (briefly); the change at the
 // end is made under the top bag's lock, which the caller holds.
-TavBool RunChangeWalk(ChangeWalk walk, const TavString* path) {
+TavBool RunChangeWalk(ChangeWalk walk) {
+    const TavString* path = walk.path;
     PathComponent component(TavPropertiesGetAllocator(walk.top));
     if (!component.Reserve(path)) return TAV_FALSE;
     const TavSizeT length = TavStringSize(path);
@@ -300,7 +386,7 @@ TavBool RunChangeWalk(ChangeWalk walk, const TavString* path) {
 TavBool ChangeAtPath(TavProperties* x, const TavString* path, const TavPropertyValue* v,
                      Change change) {
     tav::LockGuard lock(x);
-    return RunChangeWalk(ChangeWalk{x, v, change, TAV_TRUE, x, TAV_TRUE}, path);
+    return RunChangeWalk(ChangeWalk{x, path, v, change, TAV_TRUE, x, TAV_TRUE, 0});
 }
 
 TavBool ChangeAtPathCStr(TavProperties* x, const char* path, const TavPropertyValue* v,

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
 
 namespace {
 
@@ -444,6 +445,17 @@ TavBool LowerAddress(const Node* a, const Node* b) {
 }
 
 }  // namespace
+
+namespace tav::map {
+
+void Detach(Map* bt, Node* node) {
+    Unlink(node);
+    --bt->size;
+}
+
+void ReleaseStorage(Map* bt, Node* node) { TavAllocatorDeallocate(bt->alloc, node, kNodeSize); }
+
+}  // namespace tav::map
 
 extern "C" {
 

@@ -2,6 +2,7 @@
 // dispatch on the kind. The plain kinds (Bool to VoidPtr) own nothing, so they
 // share one branch that copies the payload union in place.
 #include "Os/TavProperties/values/TavPropertyValuePayload.hpp"
+#include "Os/TavProperties/values/TavPropertyValueTree.hpp"
 
 namespace tav::value {
 
@@ -29,6 +30,7 @@ bool BuildWrapperObject(TavPropertyValue* x, const void* obj, TavSizeT size,
     x->u.vp = block;
     x->callbacks = callbacks;
     x->size = size;
+    const tav::tree::CopySuspension wholeCopies;  // the callback may copy values itself
     if (callbacks->copy(block, obj) == nullptr) {
         TavStringDestruct(&x->ptrName);
         TavAllocatorDeallocate(a, block, size);
@@ -49,13 +51,6 @@ constexpr bool HasPtrName(TavPropertyValueType t) {
            t == TAV_PROPERTYVALUE_TYPE_Wrapper;
 }
 
-void DestructNestedBag(TavProperties* bag) {
-    // The bag holds its allocator: read it before the bag is gone.
-    TavAllocator* a = TavPropertiesGetAllocator(bag);
-    TavPropertiesDestruct(bag);
-    TavAllocatorDeallocate(a, bag, sizeof(TavProperties));
-}
-
 // Builds x's payload as a copy of y's, for y's kind (x's type is the caller's
 // business). On failure nothing of the new payload is left.
 bool ConstructPayload(TavPropertyValue* x, const TavPropertyValue* y) {
@@ -63,9 +58,8 @@ bool ConstructPayload(TavPropertyValue* x, const TavPropertyValue* y) {
         case TAV_PROPERTYVALUE_TYPE_String:
             return TavStringConstructCopy(&x->u.s, &y->u.s) != nullptr;
         case TAV_PROPERTYVALUE_TYPE_Properties:
-            return BuildNestedBag(x, y->u.p);
         case TAV_PROPERTYVALUE_TYPE_Vector:
-            return TavVector_TavPropertyValueConstructCopy(&x->u.vec, &y->u.vec) != nullptr;
+            return tav::tree::CopyComposite(x, y);
         case TAV_PROPERTYVALUE_TYPE_SharedPtr:
             if (TavStringConstructCopy(&x->ptrName, &y->ptrName) == nullptr) return false;
             [[fallthrough]];
@@ -89,15 +83,20 @@ bool ConstructPayload(TavPropertyValue* x, const TavPropertyValue* y) {
 }
 
 void DestructPayload(TavPropertyValue* x) {
+    if (tav::tree::IsComposite(x)) {
+        tav::tree::DestroyComposite(x);
+    } else {
+        tav::value::DestructLeafPayload(x);
+    }
+}
+
+}  // namespace
+
+// Kinds other than a nested bag or a vector: what they own goes at once.
+void tav::value::DestructLeafPayload(TavPropertyValue* x) {
     switch (x->type) {
         case TAV_PROPERTYVALUE_TYPE_String:
             TavStringDestruct(&x->u.s);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_Properties:
-            DestructNestedBag(x->u.p);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_Vector:
-            TavVector_TavPropertyValueDestruct(&x->u.vec);
             return;
         case TAV_PROPERTYVALUE_TYPE_SharedVoidPtr:
         case TAV_PROPERTYVALUE_TYPE_SharedPtr:
@@ -107,9 +106,11 @@ void DestructPayload(TavPropertyValue* x) {
         case TAV_PROPERTYVALUE_TYPE_WeakPtr:
             TavWeakPtr_voidDestruct(&x->u.wp);
             break;
-        case TAV_PROPERTYVALUE_TYPE_Wrapper:
+        case TAV_PROPERTYVALUE_TYPE_Wrapper: {
+            const tav::tree::CopySuspension wholeCopies;  // the callback may copy values
             x->callbacks->destruct(x->u.vp);
             break;
+        }
         default:
             return;
     }
@@ -119,11 +120,24 @@ void DestructPayload(TavPropertyValue* x) {
     }
 }
 
+namespace {
+
 // Same-kind Wrapper assignment: x keeps its block and size. The name is
 // assigned first, so a failing `assign` callback leaves y's name in place.
 bool AssignWrapper(TavPropertyValue* x, const TavPropertyValue* y) {
     if (TavStringAssign(&x->ptrName, &y->ptrName) == nullptr) return false;
     return x->callbacks->assign(x->u.vp, y->u.vp) != nullptr;
+}
+
+// Element by element, from a copy of y: y may be one of x's own elements or
+// lie anywhere below them, and assigning over x's elements would release it
+// while it is still being read. The copy costs what the assignment costs.
+bool AssignVector(TavPropertyValue* x, const TavPropertyValue* y) {
+    TavPropertyValue source;
+    if (!tav::tree::CopyComposite(&source, y)) return false;
+    const bool ok = TavVector_TavPropertyValueAssign(&x->u.vec, &source.u.vec) != nullptr;
+    tav::tree::DestroyComposite(&source);
+    return ok;
 }
 
 // Assigns y's payload into x's payload of the same kind, reusing what x
@@ -135,7 +149,7 @@ bool AssignPayload(TavPropertyValue* x, const TavPropertyValue* y) {
         case TAV_PROPERTYVALUE_TYPE_Properties:
             return TavPropertiesAssign(x->u.p, y->u.p) != nullptr;
         case TAV_PROPERTYVALUE_TYPE_Vector:
-            return TavVector_TavPropertyValueAssign(&x->u.vec, &y->u.vec) != nullptr;
+            return AssignVector(x, y);
         case TAV_PROPERTYVALUE_TYPE_SharedPtr:
             if (TavStringAssign(&x->ptrName, &y->ptrName) == nullptr) return false;
             [[fallthrough]];
@@ -156,15 +170,36 @@ bool AssignPayload(TavPropertyValue* x, const TavPropertyValue* y) {
     }
 }
 
-// Assignment between different kinds: x's old payload goes first, then y's
-// is copied in. A failed copy leaves x a false Bool so that it stays
-// destructible.
-bool ReplacePayload(TavPropertyValue* x, const TavPropertyValue* y) {
-    DestructPayload(x);
-    if (ConstructPayload(x, y)) return true;
+void ResetToFalse(TavPropertyValue* x) {
     x->type = TAV_PROPERTYVALUE_TYPE_Bool;
     x->u.b = TAV_FALSE;
-    return false;
+}
+
+// Assignment between different kinds: x's old payload goes first, then y's
+// is copied in. A failed copy leaves x a false Bool so that it stays
+// destructible. When either side is a nested bag or a vector, y may live
+// inside x's old payload or x inside y's: the new payload is then built
+// first, in a record of its own, and x's old one released after.
+bool ReplacePayload(TavPropertyValue* x, const TavPropertyValue* y) {
+    if (!tav::tree::IsComposite(x) && !tav::tree::IsComposite(y)) {
+        DestructPayload(x);
+        if (ConstructPayload(x, y)) return true;
+        ResetToFalse(x);
+        return false;
+    }
+    TavPropertyValue built;
+    built.type = y->type;  // y may be gone once x's old payload is: nothing is read from it later
+    const bool ok = ConstructPayload(&built, y);
+    DestructPayload(x);
+    ResetToFalse(x);
+    if (!ok) return false;
+    x->u = built.u;
+    if (HasPtrName(built.type)) {  // a composite's teardown used the tail: restore all of it
+        x->ptrName = built.ptrName;
+        x->callbacks = built.callbacks;
+        x->size = built.size;
+    }
+    return true;
 }
 
 template <TavPropertyValueType K, class T>
@@ -189,9 +224,8 @@ bool PayloadEqual(const TavPropertyValue* x, const TavPropertyValue* y) {
         case TAV_PROPERTYVALUE_TYPE_String:
             return TavStringEqual(&x->u.s, &y->u.s);
         case TAV_PROPERTYVALUE_TYPE_Properties:
-            return TavPropertiesEqual(x->u.p, y->u.p);
         case TAV_PROPERTYVALUE_TYPE_Vector:
-            return TavVector_TavPropertyValueEqual(&x->u.vec, &y->u.vec);
+            return tav::tree::CompositeEqual(x, y);
         case TAV_PROPERTYVALUE_TYPE_SharedVoidPtr:
             return TavSharedPtr_voidEqual(&x->u.sp, &y->u.sp);
         case TAV_PROPERTYVALUE_TYPE_WeakVoidPtr:
@@ -211,6 +245,10 @@ bool PayloadEqual(const TavPropertyValue* x, const TavPropertyValue* y) {
 
 }  // namespace
 
+bool tav::value::LeafPayloadEqual(const TavPropertyValue* x, const TavPropertyValue* y) {
+    return PayloadEqual(x, y);
+}
+
 extern "C" {
 
 TavPropertyValue* TavPropertyValueConstructCopy(TavPropertyValue* x, const TavPropertyValue* y) {
@@ -223,9 +261,10 @@ TavPropertyValue* TavPropertyValueAssign(TavPropertyValue* x, const TavPropertyV
     if (!x->settable) return nullptr;
     // A Wrapper target takes the source's callbacks before anything else.
     if (y->type == TAV_PROPERTYVALUE_TYPE_Wrapper) x->callbacks = y->callbacks;
-    const bool ok = x->type == y->type ? AssignPayload(x, y) : ReplacePayload(x, y);
+    const TavPropertyValueType kind = y->type;  // y may live inside x's old payload
+    const bool ok = x->type == kind ? AssignPayload(x, y) : ReplacePayload(x, y);
     if (!ok) return nullptr;
-    x->type = y->type;
+    x->type = kind;
     return x;
 }
 

@@ -19,6 +19,13 @@ bool BuildNestedBag(TavPropertyValue* x, const TavProperties* from);
 bool BuildWrapperObject(TavPropertyValue* x, const void* obj, TavSizeT size,
                         const TavPropertyValueCallbacks* callbacks);
 
+// Releases what x owns when it is neither a nested bag nor a vector.
+void DestructLeafPayload(TavPropertyValue* x);
+
+// Equality of the payloads of two values of one kind that is neither a
+// nested bag nor a vector.
+bool LeafPayloadEqual(const TavPropertyValue* x, const TavPropertyValue* y);
+
 }  // namespace tav::value
 
 #endif

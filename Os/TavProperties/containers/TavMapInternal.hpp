@@ -1,0 +1,32 @@
+// Node-level access to the ordered map for the code that takes a tree apart
+// without recursion: an entry can be taken out of its map while its value is
+// still being destroyed, and its storage given back afterwards.
+#ifndef TAV_OS_TAVPROPERTIES_CONTAINERS_TAVMAPINTERNAL_HPP
+#define TAV_OS_TAVPROPERTIES_CONTAINERS_TAVMAPINTERNAL_HPP
+
+#include <cstddef>
+
+#include "Os/TavProperties.h"
+
+namespace tav::map {
+
+using Map = TavMap_TavString__TavPropertyValue;
+using Node = TavMap_TavString__TavPropertyValue_Node;
+
+// Unlinks node from bt (rebalancing, size one less) without touching its
+// key and value, which the caller now owns together with the node.
+void Detach(Map* bt, Node* node);
+
+// Gives a detached node's storage back to bt's allocator; its key and value
+// must already be destroyed.
+void ReleaseStorage(Map* bt, Node* node);
+
+// The node that holds value as its mapped half.
+inline Node* NodeOfValue(TavPropertyValue* value) {
+    constexpr auto kOffset = offsetof(Node, value) + offsetof(TavPair_TavString__TavPropertyValue, second);
+    return reinterpret_cast<Node*>(reinterpret_cast<char*>(value) - kOffset);
+}
+
+}  // namespace tav::map
+
+#endif

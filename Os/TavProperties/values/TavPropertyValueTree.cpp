@@ -1,0 +1,372 @@
+// Whole-tree operations on nested bags and vectors without recursion.
+//
+// Destruction can't fail, so it can't ask for memory to go deep either: it
+// keeps its way back up inside the records it is taking apart (see Frame).
+// Copy, equality and search may fail or answer conservatively, so they keep
+// an explicit stack (WalkStack) that grows from the tree's own allocator.
+#include "Os/TavProperties/values/TavPropertyValueTree.hpp"
+
+#include <cstddef>
+#include <cstring>
+
+#include "Os/TavProperties/bag/TavPropertiesInternal.h"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
+#include "Os/TavProperties/detail/TavWalkStack.hpp"
+#include "Os/TavProperties/values/TavPropertyValuePayload.hpp"
+
+namespace tav::tree {
+namespace {
+
+using Node = TavMap_TavString__TavPropertyValue_Node;
+using Position = TavMap_TavString__TavPropertyValueConstIterator;
+constexpr TavPropertyValueType kBag = TAV_PROPERTYVALUE_TYPE_Properties;
+
+TavAllocator* PayloadAllocator(const TavPropertyValue* v) {
+    return v->type == kBag ? TavPropertiesGetAllocator(v->u.p) : v->u.vec.allocator;
+}
+
+// A stand-in value holding bag x, so that a bag and a nested-bag value are
+// walked by the same code. It owns nothing.
+TavPropertyValue Holding(const TavProperties* x) {
+    TavPropertyValue holder{};
+    holder.type = kBag;
+    holder.u.p = const_cast<TavProperties*>(x);
+    return holder;
+}
+
+// ---- deep copy: queue -----------------------------------------------------
+// The first copy of a nested bag or vector on a thread drains a queue of
+// jobs; every composite met while filling one is built as an empty shell and
+// queued instead of being copied at once.
+
+struct CopyJob {
+    TavPropertyValue* dst;
+    const TavPropertyValue* src;
+};
+using CopyQueue = WalkStack<CopyJob, 16>;
+thread_local CopyQueue* tQueue = nullptr;
+
+// ---- destruction ------------------------------------------------------------
+// A composite value being taken apart keeps its frame in its record's unused
+// tail (a nested bag or a vector never uses ptrName, callbacks or size).
+// Every record on the way down belongs to the teardown alone: the root, the
+// value of an entry already taken out of its map, or the last element of a
+// vector being emptied, so no callback can reach and reuse it.
+
+struct Frame {
+    TavPropertyValue* parent;  // one level up; null at the root
+    TavSizeT budget;           // Before events this bag may still send
+    bool silent;               // no listener is told, here or below
+    bool ownsRecord;           // the bag record goes back to its allocator
+};
+constexpr std::size_t kFrameOffset = offsetof(TavPropertyValue, ptrName);
+static_assert(sizeof(TavPropertyValue) - kFrameOffset >= sizeof(Frame), "frame fits the tail");
+
+Frame LoadFrame(const TavPropertyValue* v) {
+    Frame f;
+    std::memcpy(&f, reinterpret_cast<const char*>(v) + kFrameOffset, sizeof f);
+    return f;
+}
+
+void StoreFrame(TavPropertyValue* v, const Frame& f) {
+    std::memcpy(reinterpret_cast<char*>(v) + kFrameOffset, &f, sizeof f);
+}
+
+// A bag tells at most as many removals as it held when its destruction
+// began. Listeners that add entries meanwhile (an After listener re-adding
+// each removed entry would otherwise never let it end) see those removed
+// silently, with everything below them.
+Frame ChildFrame(TavPropertyValue* parent, const TavPropertyValue* child, bool silent) {
+    const TavSizeT budget = child->type == kBag ? child->u.p->map.size : 0;
+    return Frame{parent, budget, silent, true};
+}
+
+struct Front {
+    TavProperties* bag;
+    const Node* node;
+};
+
+bool StillInFront(const void* context) {
+    const auto* front = static_cast<const Front*>(context);
+    return TavMap_TavString__TavPropertyValueBegin(&front->bag->map) == front->node;
+}
+
+// Before for the smallest entry. True when a listener changed what stands in
+// front (it removed the entry or added a smaller one), which is then looked
+// at anew.
+bool FrontChanged(TavProperties* bag, Node* first) {
+    const Front front{bag, first};
+    const bool called =
+        NotifyListeners(bag, TAV_PROPERTYLISTENER_TRIGGER_Before, &first->value.first,
+                        &first->value.second, nullptr, EntryGuard{&StillInFront, &front});
+    return called && !StillInFront(&front);
+}
+
+// After for an entry whose value is gone, then its name and node go.
+void CloseEntry(TavProperties* bag, Node* node, bool silent) {
+    if (!silent) {
+        TavPropertiesExecuteListeners(bag, TAV_PROPERTYLISTENER_TRIGGER_After, &node->value.first,
+                                      nullptr, nullptr);
+    }
+    TavStringDestruct(&node->value.first);
+    map::ReleaseStorage(&bag->map, node);
+}
+
+// One entry of the bag held by cur: returns the entry's composite value to
+// descend into, cur to go on with it, or null when it is empty.
+TavPropertyValue* StepBag(TavPropertyValue* cur) {
+    TavProperties* bag = cur->u.p;
+    if (bag->map.size == 0) return nullptr;
+    Node* first = TavMap_TavString__TavPropertyValueBegin(&bag->map);
+    Frame f = LoadFrame(cur);
+    f.silent = f.silent || f.budget == 0;
+    if (!f.silent) --f.budget;
+    StoreFrame(cur, f);
+    if (!f.silent && FrontChanged(bag, first)) return cur;
+    map::Detach(&bag->map, first);
+    TavPropertyValue* value = &first->value.second;
+    if (IsComposite(value)) {
+        StoreFrame(value, ChildFrame(cur, value, f.silent));
+        return value;
+    }
+    value::DestructLeafPayload(value);
+    CloseEntry(bag, first, f.silent);
+    return cur;
+}
+
+// The last element of the vector held by cur, as StepBag.
+TavPropertyValue* StepVector(TavPropertyValue* cur) {
+    TavVector_TavPropertyValue* vec = &cur->u.vec;
+    if (vec->begin == vec->end) return nullptr;
+    TavPropertyValue* last = vec->end - 1;
+    if (IsComposite(last)) {
+        StoreFrame(last, ChildFrame(cur, last, LoadFrame(cur).silent));
+        return last;
+    }
+    value::DestructLeafPayload(last);
+    vec->end = last;
+    return cur;
+}
+
+void ReleaseEmptyBag(TavProperties* bag, bool ownsRecord) {
+    TavAllocator* a = TavPropertiesGetAllocator(bag);  // the bag holds it: read it first
+    TavMap_TavString__TavPropertyValueDestruct(&bag->map);
+    TavVector_TavPropertyListenerDestruct(&bag->listeners);
+    TavMutexDestruct(&bag->mutex);
+    if (ownsRecord) TavAllocatorDeallocate(a, bag, sizeof(TavProperties));
+}
+
+// cur is empty: release it, finish the entry or element it was, and go on
+// with its parent.
+TavPropertyValue* Finish(TavPropertyValue* cur) {
+    const Frame f = LoadFrame(cur);
+    if (cur->type == kBag) {
+        ReleaseEmptyBag(cur->u.p, f.ownsRecord);
+    } else {
+        TavVector_TavPropertyValueDestruct(&cur->u.vec);
+    }
+    TavPropertyValue* parent = f.parent;
+    if (parent == nullptr) return nullptr;
+    if (parent->type == kBag) {
+        CloseEntry(parent->u.p, map::NodeOfValue(cur), LoadFrame(parent).silent);
+    } else {
+        parent->u.vec.end = cur;
+    }
+    return parent;
+}
+
+void TakeApart(TavPropertyValue* root, const Frame& rootFrame) {
+    const CopySuspension wholeCopies;  // listeners and wrappers may copy
+    StoreFrame(root, rootFrame);
+    for (TavPropertyValue* cur = root; cur != nullptr;) {
+        TavPropertyValue* next = cur->type == kBag ? StepBag(cur) : StepVector(cur);
+        cur = next != nullptr ? next : Finish(cur);
+    }
+}
+
+// ---- deep copy: shells and jobs ----------------------------------------------
+
+// x becomes an empty bag or vector of y's kind with y's allocator.
+bool BuildShell(TavPropertyValue* x, const TavPropertyValue* y) {
+    x->type = y->type;
+    if (y->type != kBag) {
+        TavVector_TavPropertyValueConstructDefault(&x->u.vec, y->u.vec.allocator);
+        return true;
+    }
+    TavAllocator* a = TavPropertiesGetAllocator(y->u.p);
+    auto* bag = static_cast<TavProperties*>(TavAllocatorAllocate(a, sizeof(TavProperties)));
+    if (bag == nullptr) return false;
+    if (TavPropertiesConstructDefault(bag, a) == nullptr) {
+        TavAllocatorDeallocate(a, bag, sizeof(TavProperties));
+        return false;
+    }
+    x->u.p = bag;
+    return true;
+}
+
+// Copies y's entries (or elements) into x's shell, one level: the nested
+// bags and vectors met are queued. On failure the shell stays empty.
+bool FillShell(TavPropertyValue* x, const TavPropertyValue* y) {
+    if (y->type != kBag) {
+        if (TavVector_TavPropertyValueConstructCopy(&x->u.vec, &y->u.vec) != nullptr) return true;
+        TavVector_TavPropertyValueConstructDefault(&x->u.vec, y->u.vec.allocator);
+        return false;
+    }
+    TavProperties* bag = x->u.p;
+    const TavProperties* source = y->u.p;
+    if (TavMap_TavString__TavPropertyValueConstructCopy(&bag->map, &source->map) == nullptr) {
+        return false;
+    }
+    if (TavVector_TavPropertyListenerConstructCopy(&bag->listeners, &source->listeners) != nullptr) {
+        return true;
+    }
+    TavVector_TavPropertyListenerConstructDefault(&bag->listeners, TavPropertiesGetAllocator(source));
+    return false;
+}
+
+bool DrainCopies(TavPropertyValue* x, const TavPropertyValue* y) {
+    CopyQueue queue(PayloadAllocator(y));
+    bool ok = queue.Push(CopyJob{x, y});
+    tQueue = &queue;
+    while (ok && !queue.Empty()) {
+        const CopyJob job = queue.Top();
+        queue.Pop();
+        ok = FillShell(job.dst, job.src);
+    }
+    tQueue = nullptr;
+    if (!ok) DestroyComposite(x);
+    return ok;
+}
+
+// ---- side-by-side walk of two trees -------------------------------------------
+
+struct Cursor {
+    const Node* node;  // bags: in-order position, and its end
+    const Node* nodeEnd;
+    const TavPropertyValue* element;  // vectors: element position, and its end
+    const TavPropertyValue* elementEnd;
+};
+
+Cursor Open(const TavPropertyValue* v) {
+    if (v->type == kBag) {
+        const TavMap_TavString__TavPropertyValue* m = &v->u.p->map;
+        return Cursor{TavMap_TavString__TavPropertyValueBeginConst(m),
+                      TavMap_TavString__TavPropertyValueEndConst(m), nullptr, nullptr};
+    }
+    return Cursor{nullptr, nullptr, v->u.vec.begin, v->u.vec.end};
+}
+
+// The entry or element under the cursor (null when it is at its end); the
+// cursor moves on.
+const TavPropertyValue* Take(Cursor* c, const TavString** name) {
+    if (c->nodeEnd != nullptr) {
+        if (c->node == c->nodeEnd) return nullptr;
+        const Node* node = c->node;
+        TavMap_TavString__TavPropertyValueConstIteratorIncrement(&c->node);
+        *name = &node->value.first;
+        return &node->value.second;
+    }
+    if (c->element == c->elementEnd) return nullptr;
+    *name = nullptr;
+    return c->element++;
+}
+
+TavSizeT CountOf(const TavPropertyValue* v) {
+    return v->type == kBag ? v->u.p->map.size : TavVector_TavPropertyValueSize(&v->u.vec);
+}
+
+struct PairCursor {
+    Cursor x;
+    Cursor y;
+};
+
+// One step of the comparison: false when the trees differ (or the walk
+// can't go deeper), true to go on.
+bool CompareNext(WalkStack<PairCursor>* stack, bool* done) {
+    PairCursor& top = stack->Top();
+    const TavString* xName = nullptr;
+    const TavString* yName = nullptr;
+    const TavPropertyValue* a = Take(&top.x, &xName);
+    const TavPropertyValue* b = Take(&top.y, &yName);
+    if (a == nullptr) {
+        stack->Pop();
+        *done = stack->Empty();
+        return true;
+    }
+    if (xName != nullptr && !TavStringEqual(xName, yName)) return false;
+    if (a->type != b->type) return false;
+    if (!IsComposite(a)) return value::LeafPayloadEqual(a, b);
+    return CountOf(a) == CountOf(b) && stack->Push(PairCursor{Open(a), Open(b)});
+}
+
+// ---- walk of one tree --------------------------------------------------------------
+
+// Whether `found` holds for a value anywhere below root; true as well when
+// the walk can't get memory to go deeper.
+template <class Found>
+bool AnyBelow(const TavPropertyValue* root, Found found) {
+    WalkStack<Cursor> stack(PayloadAllocator(root));
+    stack.Push(Open(root));
+    while (!stack.Empty()) {
+        const TavString* name = nullptr;
+        const TavPropertyValue* v = Take(&stack.Top(), &name);
+        if (v == nullptr) {
+            stack.Pop();
+        } else if (found(v) || (IsComposite(v) && !stack.Push(Open(v)))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
+
+CopySuspension::CopySuspension() : saved_(tQueue) { tQueue = nullptr; }
+CopySuspension::~CopySuspension() { tQueue = static_cast<CopyQueue*>(saved_); }
+
+void DestroyComposite(TavPropertyValue* v) {
+    TakeApart(v, ChildFrame(nullptr, v, false));
+}
+
+void DestroyBag(TavProperties* x, bool silent) {
+    TavPropertyValue holder = Holding(x);
+    TakeApart(&holder, Frame{nullptr, x->map.size, silent, false});
+}
+
+bool CopyComposite(TavPropertyValue* x, const TavPropertyValue* y) {
+    if (!BuildShell(x, y)) return false;
+    if (tQueue == nullptr) return DrainCopies(x, y);
+    if (tQueue->Push(CopyJob{x, y})) return true;
+    DestroyComposite(x);
+    return false;
+}
+
+bool CompositeEqual(const TavPropertyValue* x, const TavPropertyValue* y) {
+    if (CountOf(x) != CountOf(y)) return false;
+    WalkStack<PairCursor> stack(PayloadAllocator(x));
+    stack.Push(PairCursor{Open(x), Open(y)});
+    bool done = false;
+    while (!done) {
+        if (!CompareNext(&stack, &done)) return false;
+    }
+    return true;
+}
+
+bool BagsEqual(const TavProperties* x, const TavProperties* y) {
+    const TavPropertyValue a = Holding(x);
+    const TavPropertyValue b = Holding(y);
+    return CompositeEqual(&a, &b);
+}
+
+bool BagBelow(const TavPropertyValue* v, const TavProperties* inner) {
+    const auto holdsInner = [inner](const TavPropertyValue* w) {
+        return w->type == kBag && w->u.p == inner;
+    };
+    return holdsInner(v) || AnyBelow(v, holdsInner);
+}
+
+bool ValueWithin(const TavPropertyValue* v, const TavPropertyValue* address) {
+    return AnyBelow(v, [address](const TavPropertyValue* w) { return w == address; });
+}
+
+}  // namespace tav::tree
