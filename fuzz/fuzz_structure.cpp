@@ -1,6 +1,9 @@
 // The input drives a sequence of operations over four bags: entries of every
 // kind added, set and removed by name, bags nested into bags (themselves
-// included), vectors holding bags, merges, copies, assignments, listeners.
+// included), vectors holding bags, merges, copies, assignments, listeners,
+// chains nested far past the depth limits, merges and assignments from a
+// bag's own nested bags and elements, and listeners that break the rules
+// (removing the entry in progress, re-adding what destruction removes).
 // Then every bag is written in every text form. Besides memory safety it
 // checks, while the allocator has memory to spare: a copy equals its source,
 // an assignment leaves the target equal to its source, a merge into an empty
@@ -23,9 +26,29 @@ constexpr int kBags = 4;
 constexpr std::size_t kMaxWeight = 1500;  // keeps self-nesting from doubling without end
 constexpr std::size_t kDepthLimit = 63;
 
+// A listener that does what listeners must not: on a Before event it removes
+// the entry in progress, on an After removal it adds the name again. It
+// strikes a few times per operation so that it cannot recurse without end.
+struct Hostility {
+    int strikes = 0;
+};
+
+void HostileListener(const TavPropertyListener* l, TavProperties* bag, const TavString* name,
+                     const TavPropertyValue* oldValue, const TavPropertyValue* newValue) {
+    auto* h = static_cast<Hostility*>(TavPropertyListenerGetData(l));
+    if (h->strikes <= 0) return;
+    --h->strikes;
+    if (TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_Before) {
+        (void)TavPropertiesRemoveProperty(bag, name);
+    } else if (oldValue == nullptr && newValue == nullptr) {
+        (void)TavPropertiesSetIntValue(bag, name, 1, TAV_TRUE);
+    }
+}
+
 struct World {
     explicit World(unsigned failEvery) : alloc(failEvery), hook(alloc), strict(failEvery == 0) {}
     tavfuzz::CheckedAllocator alloc;
+    Hostility hostility;
     tavfuzz::DefaultAllocatorHook hook;
     tavfuzz::ListenerLog log;
     const bool strict;  // no refusals: results must be exact
@@ -160,6 +183,67 @@ void ToggleListener(FuzzedDataProvider& in, World& w, int i) {
     TavPropertyListenerDestruct(&l);
 }
 
+void AddHostileListener(FuzzedDataProvider& in, World& w, int i) {
+    TavPropertyListener l;
+    const auto trigger =
+        in.ConsumeBool() ? TAV_PROPERTYLISTENER_TRIGGER_After : TAV_PROPERTYLISTENER_TRIGGER_Before;
+    if (TavPropertyListenerConstructCStr(&l, trigger, nullptr, &HostileListener, &w.hostility,
+                                         w.alloc.get()) == nullptr)
+        return;
+    (void)TavPropertiesAddListener(&w.bags[i], &l);
+    TavPropertyListenerDestruct(&l);
+}
+
+// Bag i gets a chain of nested bags far past the depth limits of merge and
+// JSON (vectors of vectors do not count there, so a chain of those too).
+void AddDeepChain(FuzzedDataProvider& in, World& w, int i) {
+    const int levels = in.ConsumeIntegralInRange<int>(1, 300);
+    if (w.weight[i] + levels > kMaxWeight) return;
+    std::string path = tavfuzz::PickName(in);
+    for (int k = 1; k < levels; ++k) path += ".d";
+    (void)TavPropertiesSetIntValueCStr(&w.bags[i], path.c_str(), levels, TAV_TRUE);
+    w.weight[i] += levels;
+}
+
+// The first nested bag among the entries of bag i, or null.
+const TavPropertyValue* FirstComposite(World& w, int i) {
+    using Position = TavMap_TavString__TavPropertyValueConstIterator;
+    const auto* map = &w.bags[i].map;
+    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(map);
+         it != TavMap_TavString__TavPropertyValueEndConst(map);
+         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
+        const TavPropertyValue* v = &it->value.second;
+        if (TavPropertyValueGetProperties(v) != nullptr || TavPropertyValueGetVector(v) != nullptr)
+            return v;
+    }
+    return nullptr;
+}
+
+// Merge, assignment, Set and value assignment whose source lives inside
+// their own target. Each must act as with an independent copy of the source.
+void FromOwnChild(FuzzedDataProvider& in, World& w, int i) {
+    const TavPropertyValue* child = FirstComposite(w, i);
+    if (child == nullptr) return;
+    const TavProperties* nested = TavPropertyValueGetProperties(child);
+    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+        case 0:
+            if (nested != nullptr) (void)TavPropertiesMerge(&w.bags[i], nested);
+            break;
+        case 1:
+            if (nested != nullptr) (void)TavPropertiesAssign(&w.bags[i], nested);
+            break;
+        case 2:
+            (void)TavPropertiesSetPropertyCStr(&w.bags[i], tavfuzz::PickName(in).c_str(), child);
+            break;
+        default: {
+            const TavVector_TavPropertyValue* vec = TavPropertyValueGetVector(child);
+            if (vec != nullptr && TavVector_TavPropertyValueSize(vec) > 0)
+                (void)TavPropertyValueAssign(const_cast<TavPropertyValue*>(child),
+                                             TavVector_TavPropertyValueAtConst(vec, 0));
+        }
+    }
+}
+
 // The exact checks that need memory to spare: copy, merge into an empty bag,
 // JSON against the depth limit, names against the entry count.
 void CheckBag(World& w, int i) {
@@ -194,7 +278,8 @@ void CheckBag(World& w, int i) {
 }
 
 void RunOne(FuzzedDataProvider& in, World& w) {
-    const int op = in.ConsumeIntegralInRange<int>(0, 11);
+    const int op = in.ConsumeIntegralInRange<int>(0, 14);
+    w.hostility.strikes = 2;
     const int i = in.ConsumeIntegralInRange<int>(0, kBags - 1);
     const int j = in.ConsumeIntegralInRange<int>(0, kBags - 1);
     if (!w.live[i]) {
@@ -216,6 +301,9 @@ void RunOne(FuzzedDataProvider& in, World& w) {
         case 8: AssignOver(w, i, j); break;
         case 9: ToggleListener(in, w, i); break;
         case 10: CheckBag(w, i); break;
+        case 12: AddHostileListener(in, w, i); break;
+        case 13: AddDeepChain(in, w, i); break;
+        case 14: FromOwnChild(in, w, i); break;
         default: tavfuzz::WriteAll(&w.bags[i], w.alloc.get(), false);
     }
 }
@@ -233,6 +321,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (int ops = 0; ops < 200 && in.remaining_bytes() > 0; ++ops) RunOne(in, w);
     for (int k = 0; k < kBags; ++k) {
         if (!w.live[k]) continue;
+        w.hostility.strikes = 2;
         CheckBag(w, k);
         tavfuzz::WriteAll(&w.bags[k], w.alloc.get(), false);
         TavPropertiesDestruct(&w.bags[k]);

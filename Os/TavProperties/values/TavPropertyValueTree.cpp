@@ -58,6 +58,7 @@ struct Frame {
     TavSizeT budget;           // Before events this bag may still send
     bool silent;               // no listener is told, here or below
     bool ownsRecord;           // the bag record goes back to its allocator
+    bool untold;               // the entry holding this value gets no After
 };
 constexpr std::size_t kFrameOffset = offsetof(TavPropertyValue, ptrName);
 static_assert(sizeof(TavPropertyValue) - kFrameOffset >= sizeof(Frame), "frame fits the tail");
@@ -76,9 +77,10 @@ void StoreFrame(TavPropertyValue* v, const Frame& f) {
 // began. Listeners that add entries meanwhile (an After listener re-adding
 // each removed entry would otherwise never let it end) see those removed
 // silently, with everything below them.
-Frame ChildFrame(TavPropertyValue* parent, const TavPropertyValue* child, bool silent) {
+Frame ChildFrame(TavPropertyValue* parent, const TavPropertyValue* child, bool silent,
+                 bool untold = false) {
     const TavSizeT budget = child->type == kBag ? child->u.p->map.size : 0;
-    return Frame{parent, budget, silent, true};
+    return Frame{parent, budget, silent, true, untold};
 }
 
 struct Front {
@@ -91,20 +93,31 @@ bool StillInFront(const void* context) {
     return TavMap_TavString__TavPropertyValueBegin(&front->bag->map) == front->node;
 }
 
-// Before for the smallest entry. True when a listener changed what stands in
+enum class Announced { Told, FrontChanged, Untold };
+
+// Before for the smallest entry. Listeners are told a copy of its name: one
+// that removes the entry (which it must not) may pass the name on to the
+// removal, and the name must outlive that. When the copy can't be made the
+// entry goes untold (no Before, no After), as an event whose listener list
+// can't be copied does. FrontChanged when a listener changed what stands in
 // front (it removed the entry or added a smaller one), which is then looked
 // at anew.
-bool FrontChanged(TavProperties* bag, Node* first) {
+Announced AnnounceFront(TavProperties* bag, Node* first) {
+    if (TavVector_TavPropertyListenerEmpty(&bag->listeners)) return Announced::Told;
+    TavString copy;
+    if (TavStringConstructCopy(&copy, &first->value.first) == nullptr) return Announced::Untold;
     const Front front{bag, first};
-    const bool called =
-        NotifyListeners(bag, TAV_PROPERTYLISTENER_TRIGGER_Before, &first->value.first,
-                        &first->value.second, nullptr, EntryGuard{&StillInFront, &front});
-    return called && !StillInFront(&front);
+    const bool called = NotifyListeners(bag, TAV_PROPERTYLISTENER_TRIGGER_Before, &copy,
+                                        &first->value.second, nullptr,
+                                        EntryGuard{&StillInFront, &front});
+    TavStringDestruct(&copy);
+    return called && !StillInFront(&front) ? Announced::FrontChanged : Announced::Told;
 }
 
-// After for an entry whose value is gone, then its name and node go.
-void CloseEntry(TavProperties* bag, Node* node, bool silent) {
-    if (!silent) {
+// After for an entry whose value is gone, then its name and node go. The
+// entry is out of its map by now, so its own key is safe to tell.
+void CloseEntry(TavProperties* bag, Node* node, bool untold) {
+    if (!untold) {
         TavPropertiesExecuteListeners(bag, TAV_PROPERTYLISTENER_TRIGGER_After, &node->value.first,
                                       nullptr, nullptr);
     }
@@ -122,15 +135,17 @@ TavPropertyValue* StepBag(TavPropertyValue* cur) {
     f.silent = f.silent || f.budget == 0;
     if (!f.silent) --f.budget;
     StoreFrame(cur, f);
-    if (!f.silent && FrontChanged(bag, first)) return cur;
+    const Announced announced = f.silent ? Announced::Untold : AnnounceFront(bag, first);
+    if (announced == Announced::FrontChanged) return cur;
+    const bool untold = announced == Announced::Untold;
     map::Detach(&bag->map, first);
     TavPropertyValue* value = &first->value.second;
     if (IsComposite(value)) {
-        StoreFrame(value, ChildFrame(cur, value, f.silent));
+        StoreFrame(value, ChildFrame(cur, value, f.silent, untold));
         return value;
     }
     value::DestructLeafPayload(value);
-    CloseEntry(bag, first, f.silent);
+    CloseEntry(bag, first, untold);
     return cur;
 }
 
@@ -168,7 +183,7 @@ TavPropertyValue* Finish(TavPropertyValue* cur) {
     TavPropertyValue* parent = f.parent;
     if (parent == nullptr) return nullptr;
     if (parent->type == kBag) {
-        CloseEntry(parent->u.p, map::NodeOfValue(cur), LoadFrame(parent).silent);
+        CloseEntry(parent->u.p, map::NodeOfValue(cur), f.untold);
     } else {
         parent->u.vec.end = cur;
     }
@@ -330,7 +345,7 @@ void DestroyComposite(TavPropertyValue* v) {
 
 void DestroyBag(TavProperties* x, bool silent) {
     TavPropertyValue holder = Holding(x);
-    TakeApart(&holder, Frame{nullptr, x->map.size, silent, false});
+    TakeApart(&holder, Frame{nullptr, x->map.size, silent, false, false});
 }
 
 bool CopyComposite(TavPropertyValue* x, const TavPropertyValue* y) {
