@@ -120,7 +120,8 @@ TEST_F(Merge, ASnapshotOfTheSourceMergesLikeTheSourceAndTellsItsListenersNothing
         EXPECT_EQ(ok, !alloc.Failed()) << k;
         if (!ok) return;  // nothing to destroy
         alloc.FailAt(0);
-        EXPECT_TRUE(TavPropertiesEqual(&snapshot, &y) && TavVector_TavPropertyListenerSize(&snapshot.listeners) == 0) << k;
+        EXPECT_TRUE(TavPropertiesEqual(&snapshot, &y)) << k;
+        EXPECT_EQ(TavVector_TavPropertyListenerSize(&snapshot.listeners), 0u) << k;
         EXPECT_EQ(TavPropertiesMerge(&x, &snapshot), &x);
         TavPropertiesDestruct(&snapshot);
     }), 3u);
