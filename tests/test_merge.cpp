@@ -97,4 +97,39 @@ TEST_F(Merge, FailedAllocationsKeepWhatWasMergedAndLeakNothing) {
     }), 5u);
 }
 
+void Count(const TavPropertyListener* l, TavProperties*, const TavString*, const TavPropertyValue*,
+           const TavPropertyValue*) {
+    ++*static_cast<int*>(l->data);
+}
+
+// A snapshot holds the source's entries but none of its listeners, so destroying it after the
+// merge tells the source's listeners nothing; merging it does what merging the source does.
+TEST_F(Merge, ASnapshotOfTheSourceMergesLikeTheSourceAndTellsItsListenersNothing) {
+    FillX();
+    Int(&y, "n.r", 1);
+    Ones(&y, "v", 2);
+    int heard = 0;
+    TavPropertyListener l;
+    TavPropertyListenerConstructCStr(&l, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr, &Count,
+                                     &heard, alloc);
+    ASSERT_TRUE(TavPropertiesAddListener(&y, &l));
+    TavPropertyListenerDestruct(&l);
+    EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        TavProperties snapshot;
+        const bool ok = TavPropertiesConstructSnapshot(&snapshot, &y) == &snapshot;
+        EXPECT_EQ(ok, !alloc.Failed()) << k;
+        if (!ok) return;  // nothing to destroy
+        alloc.FailAt(0);
+        EXPECT_TRUE(TavPropertiesEqual(&snapshot, &y)) << k;
+        EXPECT_EQ(TavVector_TavPropertyListenerSize(&snapshot.listeners), 0u) << k;
+        EXPECT_EQ(TavPropertiesMerge(&x, &snapshot), &x);
+        TavPropertiesDestruct(&snapshot);
+    }), 3u);
+    EXPECT_EQ(Show(&x), "{a='x',n={p=0,q=2,r=1,},v=[2],}");
+    EXPECT_EQ(heard, 0);
+    TavPropertiesDestruct(&y);  // while heard lives; the listener hears y's own two entries go
+    EXPECT_EQ(heard, 2);
+    TavPropertiesConstructDefault(&y, alloc);
+}
+
 }  // namespace

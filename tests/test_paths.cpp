@@ -160,4 +160,48 @@ TEST_F(Paths, FailedSetKeepsTheBagsMadeOnTheWayAndLeaksNothing) {
     });
 }
 
+// A copy-out is the caller's own deep copy, taken without telling anyone: what later happens
+// in the bag doesn't reach it, and a nested bag in it has the bag's allocator.
+TEST_F(Paths, CopyOutTakesADeepCopyThatLaterChangesDoNotReach) {
+    ASSERT_TRUE(Add("a.b.c", Int(3)));
+    AddVector("list", {Int(0), Int(1)});
+    log.clear();
+    TavString list;
+    TavStringConstructCStr(&list, "list", alloc);
+    TavPropertyValue nested, vec, element, untouched;
+    ASSERT_TRUE(TavPropertiesCopyPropertyAtPathCStr(&bag, "a", &nested));
+    ASSERT_TRUE(TavPropertiesCopyPropertyAtPath(&bag, &list, &vec));
+    ASSERT_TRUE(TavPropertiesCopyPropertyAtPathCStr(&bag, "list[1]", &element));
+    for (const char* missing : {"", "none", "a.x", "list[2]", "list[0].x"})
+        EXPECT_FALSE(TavPropertiesCopyPropertyAtPathCStr(&bag, missing, &untouched)) << missing;
+    EXPECT_TRUE(log.empty());
+    ASSERT_TRUE(Set("a.b.c", Int(4)) && Set("list[0]", Int(9)) && Remove("a") && Remove("list"));
+    const TavProperties* copied = TavPropertyValueGetProperties(&nested);
+    EXPECT_EQ(*TavPropertiesGetIntValueCStr(copied, "b.c"), 3);
+    EXPECT_EQ(TavPropertiesGetAllocator(copied), alloc.get());
+    EXPECT_EQ(Describe(&vec) + Describe(&element), "[0 1]1");
+    for (TavPropertyValue* v : {&nested, &vec, &element}) TavPropertyValueDestruct(v);
+    TavStringDestruct(&list);
+}
+
+// Whichever allocation fails (the path's text, then every part of the nested copy), the result
+// is false and nothing is left to destroy; then the copy is made whole.
+TEST_F(Paths, FailedCopyOutLeavesNothingToDestroy) {
+    ASSERT_TRUE(Add("a.b.c", Int(3)) && Add("a.s", Int(1)));
+    AddVector("a.list", {Int(0), Int(1)});
+    ASSERT_TRUE(TavPropertiesSetStringCStrValueCStr(&bag, "a.text", "words", TAV_TRUE));
+    const std::size_t live = alloc.liveBlocks();
+    EXPECT_GT(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        TavPropertyValue out;
+        const bool ok = TavPropertiesCopyPropertyAtPathCStr(&bag, "a", &out), hit = alloc.Failed();
+        if (!hit) alloc.FailAt(0);  // the check below allocates
+        EXPECT_EQ(ok, !hit) << k;
+        if (ok) {
+            EXPECT_TRUE(TavPropertyValueEqual(&out, Get("a")));
+            TavPropertyValueDestruct(&out);
+        }
+        EXPECT_EQ(alloc.liveBlocks(), live) << k;
+    }), 8u);
+}
+
 }  // namespace

@@ -283,6 +283,29 @@ void AssignValue(World& w, Kind from, Kind to) {
     ExpectAssigned(ok, &w.target, &w.v, &w.old);
 }
 
+// The copy-outs and the snapshot make a whole copy or leave nothing; the bag read is untouched.
+void CopyOut(World& w, const char* path) {
+    w.Rich();
+    const bool ok = w.Run([&] { return TavPropertiesCopyPropertyAtPathCStr(&w.bag, path, &w.v); });
+    const Value* stored = TavPropertiesGetPropertyAtPathCStrConst(&w.bag, path);
+    EXPECT_TRUE(!ok || TavPropertyValueEqual(w.Own(&w.v, &TavPropertyValueDestruct), stored));
+    EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.reference));
+}
+
+void CopyText(World& w) {
+    w.Rich();
+    TavStringConstructDefault(w.Own(&w.text, &TavStringDestruct), w.alloc);
+    const bool ok =
+        w.Run([&] { return TavPropertiesCopyStringValueCStr(&w.bag, "name", &w.text); });
+    EXPECT_STREQ(TavStringCStr(&w.text), ok ? kText : "");
+}
+
+void Snapshot(World& w) {
+    w.Rich();
+    const bool ok = w.Run([&] { return TavPropertiesConstructSnapshot(&w.other, &w.bag); });
+    EXPECT_TRUE(!ok || TavPropertiesEqual(w.Own(&w.other), &w.bag));
+}
+
 TEST(AllocationFailureSweep, EveryAllocatingOperationFailsCleanly) {
     std::vector<std::pair<std::string, Scenario>> table = {
         {"bag copy", &BagCopy},
@@ -297,7 +320,11 @@ TEST(AllocationFailureSweep, EveryAllocatingOperationFailsCleanly) {
         {"json", [](World& w) { Write(w, true); }},
         {"xml", [](World& w) { Write(w, false); }},
         {"read from string", &Read},
+        {"copy a string out", &CopyText},
+        {"snapshot", &Snapshot},
     };
+    for (const char* path : {"name", "tree", "list", "shared", "weak", "wrapped", "nested"})
+        table.push_back({"copy out " + std::string(path), [=](World& w) { CopyOut(w, path); }});
     for (Kind from : kKinds) {
         const std::string of = " kind " + std::to_string(from);
         table.push_back({"copy of" + of, [=](World& w) { CopyValue(w, from); }});

@@ -6,6 +6,21 @@
 
 #include "Os/TavProperties/TavPropertiesTypes.h"
 
+/* Threading. Each bag has a recursive mutex (its `mutex` field). Every
+ * exported operation on a bag holds that bag's mutex for its whole run,
+ * listener calls included, so a callback may re-enter its own bag while other
+ * threads wait. Exceptions: getters unlock before returning their pointer,
+ * which another thread's Remove, Assign or Destruct may then free (use the
+ * Copy getters, TavPropertiesCopy<Kind>Value and TavPropertiesCopyPropertyAtPath,
+ * instead); ConstructCopy and Assign don't lock the source, Equal locks
+ * neither bag, Destruct takes no lock; path operations lock the top bag (nested
+ * bags only briefly), so a nested bag changed through a pointer bypasses it;
+ * Merge locks only its target and reads its source unlocked (merge a
+ * TavPropertiesConstructSnapshot of a shared source). A listener that writes
+ * into another bag can deadlock against a listener of that bag writing back
+ * on another thread: record the change in the callback and apply it after the
+ * call has returned. README.md, "Threading", has the details. */
+
 TAV_EXTERN_C_BEGIN
 
 /* Life cycle. The constructors return x, or NULL (x then holds nothing). A
@@ -20,6 +35,10 @@ TAV_API TavProperties* TavPropertiesAssign(TavProperties* x, const TavProperties
 /* Same names with equal values; listeners and allocators are not compared
  * and neither bag is locked. */
 TAV_API TavBool TavPropertiesEqual(const TavProperties* x, const TavProperties* y);
+/* A copy of y's entries taken while y is locked, safe to read or merge while
+ * other threads change y; x has no listeners (its nested bags keep theirs, as
+ * in any copy). Returns x, or NULL (x then holds nothing). */
+TAV_API TavProperties* TavPropertiesConstructSnapshot(TavProperties* x, const TavProperties* y);
 TAV_API TavAllocator* TavPropertiesGetAllocator(const TavProperties* x);
 
 /* By-name operations. Add fails on a present name; Set assigns into a present

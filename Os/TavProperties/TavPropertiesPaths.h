@@ -24,6 +24,14 @@ TAV_API const TavPropertyValue* TavPropertiesGetPropertyAtPathCStrConst(const Ta
                                                                         const char* path);
 TAV_API TavPropertyValue* TavPropertiesGetPropertyAtPathCStr(TavProperties* x, const char* path);
 
+/* Race-free read: out is constructed as a copy of the value at the path, made
+ * while x is locked (the caller destroys it). False when nothing is there or
+ * the copy fails, and out then holds nothing. */
+TAV_API TavBool TavPropertiesCopyPropertyAtPath(const TavProperties* x, const TavString* path,
+                                                TavPropertyValue* out);
+TAV_API TavBool TavPropertiesCopyPropertyAtPathCStr(const TavProperties* x, const char* path,
+                                                    TavPropertyValue* out);
+
 /* Add and Set create missing intermediate nested bags (settable ones) on the
  * way; Add fails on a name that exists, Set assigns into it when the value
  * there is settable. An index on the last component inserts into (Add),
@@ -59,6 +67,16 @@ TAV_API TavBool TavPropertiesRemovePropertyAtPathCStr(TavProperties* x, const ch
                                                       const TavString* path); \
     TAV_API const Type* TavPropertiesGet##Kind##ValueCStr(const TavProperties* x, const char* path);
 
+/* Copy-out getters: TavPropertiesCopy<Kind>Value and
+ * TavPropertiesCopy<Kind>ValueCStr copy, under x's lock, what
+ * TavPropertiesGet<Kind>Value would point at into *out; false, *out
+ * untouched, when it would find nothing. */
+#define TAV_PROPERTIES_DECLARE_COPY(Kind, Type, member)                                  \
+    TAV_API TavBool TavPropertiesCopy##Kind##Value(const TavProperties* x,               \
+                                                   const TavString* path, Type* out);    \
+    TAV_API TavBool TavPropertiesCopy##Kind##ValueCStr(const TavProperties* x,           \
+                                                       const char* path, Type* out);
+
 #define TAV_PROPERTIES_DECLARE_ACCESSORS(Kind, ArgType, Type) \
     TAV_PROPERTIES_DECLARE_STORE(Set, Kind, ArgType)          \
     TAV_PROPERTIES_DECLARE_STORE(Add, Kind, ArgType)          \
@@ -78,6 +96,16 @@ TAV_API TavBool TavPropertiesRemovePropertyAtPathCStr(TavProperties* x, const ch
 TAV_PROPERTYVALUE_PLAIN_KINDS(TAV_PROPERTIES_DECLARE_PLAIN_ACCESSORS)
 TAV_PROPERTYVALUE_OWNING_KINDS(TAV_PROPERTIES_DECLARE_OWNING_ACCESSORS)
 
+/* Declares TavPropertiesCopy<Kind>Value and TavPropertiesCopy<Kind>ValueCStr
+ * for the plain kinds Bool, Int, Int16, Int64, Uint, Uint16, Uint64, SizeT,
+ * Float32, Float64, Time, Resolution, MediaFormat and VoidPtr (which also
+ * takes a Wrapper's object pointer, as its getter does). */
+TAV_PROPERTYVALUE_PLAIN_KINDS(TAV_PROPERTIES_DECLARE_COPY)
+/* TavPropertiesCopyStringValue[CStr]: the text of the String value at the
+ * path, assigned into the constructed string out under x's lock; false on
+ * nothing there, another kind, or a failed TavStringAssign (out as it leaves). */
+TAV_PROPERTIES_DECLARE_COPY(String, TavString, s)
+
 /* A String value built from a zero-terminated text (with x's allocator):
  *   TavPropertiesSetStringCStrValue, TavPropertiesSetStringCStrValueCStr,
  *   TavPropertiesAddStringCStrValue, TavPropertiesAddStringCStrValueCStr. */
@@ -87,6 +115,7 @@ TAV_PROPERTIES_DECLARE_STORE(Add, StringCStr, const char*)
 #undef TAV_PROPERTIES_DECLARE_OWNING_ACCESSORS
 #undef TAV_PROPERTIES_DECLARE_PLAIN_ACCESSORS
 #undef TAV_PROPERTIES_DECLARE_ACCESSORS
+#undef TAV_PROPERTIES_DECLARE_COPY
 #undef TAV_PROPERTIES_DECLARE_GET
 #undef TAV_PROPERTIES_DECLARE_STORE
 
