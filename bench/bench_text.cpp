@@ -111,6 +111,31 @@ void BM_ReadFromString(benchmark::State& state) {
 }
 BENCHMARK(BM_ReadFromString)->Unit(benchmark::kMillisecond);
 
+// "a{a{...a{a=1}...}}" with range(0) levels of braces: the cost of deep input,
+// which should grow in proportion to the depth.
+std::string DeepText(int levels) {
+    std::string text;
+    for (int i = 0; i < levels; ++i) text += "a{";
+    text += "a=1";
+    text.append(static_cast<std::size_t>(levels), '}');
+    return text;
+}
+
+void BM_ReadDeep(benchmark::State& state) {
+    const std::string text = DeepText(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        TavProperties bag;
+        TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
+        benchmark::DoNotOptimize(TavPropertiesReadFromString(&bag, text.c_str()));
+        state.PauseTiming();
+        TavPropertiesDestruct(&bag);
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_ReadDeep)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
+
 }  // namespace
 
 BENCHMARK_MAIN();

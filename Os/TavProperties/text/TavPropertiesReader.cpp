@@ -1,11 +1,23 @@
-// Reader of the one-line property syntax, "a=T,b=12,c=-3,d=0.5,e="x",f{g=1}":
-// recursive descent with one character of look-ahead. Entries are added as
-// they are read, so a syntax error keeps what came before it.
+// Reader of the one-line property syntax, "a=T,b=12,c=-3,d=0.5,e="x",f{g=1}",
+// with one character of look-ahead. Entries are added as they are read, so a
+// syntax error keeps what came before it.
+//
+// Nesting does not use the call stack: the nested bags being read are kept on
+// an explicit stack (OpenBags), so any depth reads. A nested bag is built in
+// a record of its own and, once its "}" is read, handed to the bag it belongs
+// to. While both are still being read nobody else can see them (the default
+// allocator, no listeners), so the finished bag is linked in as it is rather
+// than copied: each byte of the text is then worked on a fixed number of
+// times whatever the depth. Only the caller's bag, which may have listeners
+// and an allocator of its own, receives its entries through the typed adds.
 #include <cctype>
+#include <cstring>
 
 #include "Os/TavProperties.h"
 
 namespace {
+
+using Node = TavMap_TavString__TavPropertyValue_Node;
 
 TavAllocator* ReaderAllocator() { return TavAllocatorGetDefault(); }
 
@@ -24,7 +36,179 @@ TavBool MatchChar(const char** p, char c) {
     return TAV_TRUE;
 }
 
-TavBool ReadProperties(const char** p, TavProperties* props);
+// ---- bags under construction -------------------------------------------------
+
+// A nested bag in a record of its own, from the reader's allocator, as a
+// Properties value holds it; null when either can't be had.
+TavProperties* NewBag() {
+    void* storage = TavAllocatorAllocate(ReaderAllocator(), sizeof(TavProperties));
+    if (storage == nullptr) return nullptr;
+    TavProperties* bag =
+        TavPropertiesConstructDefault(static_cast<TavProperties*>(storage), ReaderAllocator());
+    if (bag == nullptr) TavAllocatorDeallocate(ReaderAllocator(), storage, sizeof(TavProperties));
+    return bag;
+}
+
+void DeleteBag(TavProperties* bag) {
+    TavPropertiesDestruct(bag);
+    TavAllocatorDeallocate(ReaderAllocator(), bag, sizeof(TavProperties));
+}
+
+// Links a filled node whose name the map does not hold. The map's end node
+// holds the root in its left link.
+void LinkNode(TavMap_TavString__TavPropertyValue* map, Node* node) {
+    node->left = node->right = nullptr;
+    node->height = 1;
+    if (map->end.left == nullptr) {
+        map->end.left = node;
+        node->parent = &map->end;
+        node->pPtr = &map->end.left;
+    } else {
+        TavMap_TavString__TavPropertyValue_NodeInsert(map->end.left, node);
+    }
+    ++map->size;
+}
+
+// Adds an entry to a bag that only the reader sees, without copying: the node
+// takes v as it is and the text of name (name is left empty). A name already
+// present keeps its value and v is destroyed, as an add would leave it; so is
+// v when the node can't be had.
+void InsertTaken(TavProperties* bag, TavString* name, TavPropertyValue* v) {
+    TavMap_TavString__TavPropertyValue* map = &bag->map;
+    Node* root = map->end.left;
+    const bool present =
+        root != nullptr && TavMap_TavString__TavPropertyValue_NodeFind(root, name) != nullptr;
+    void* storage = present ? nullptr : TavAllocatorAllocate(map->alloc, sizeof(Node));
+    if (storage == nullptr) {
+        TavPropertyValueDestruct(v);
+        return;
+    }
+    auto* node = static_cast<Node*>(storage);
+    TavStringConstructDefault(&node->value.first, name->allocator);
+    TavStringMove(&node->value.first, name);  // one allocator: takes the buffer, can't fail
+    node->value.second = *v;
+    LinkNode(map, node);
+}
+
+// The caller's bag gets each entry through the typed add of its kind, which
+// takes the bag's lock, tells its listeners and copies into its allocator.
+void AddToCallersBag(TavProperties* bag, const TavString* name, const TavPropertyValue* v) {
+    switch (v->type) {
+        case TAV_PROPERTYVALUE_TYPE_Bool:
+            TavPropertiesAddBoolValue(bag, name, v->u.b, v->settable);
+            return;
+        case TAV_PROPERTYVALUE_TYPE_Int:
+            TavPropertiesAddIntValue(bag, name, v->u.i, v->settable);
+            return;
+        case TAV_PROPERTYVALUE_TYPE_Uint:
+            TavPropertiesAddUintValue(bag, name, v->u.ui, v->settable);
+            return;
+        case TAV_PROPERTYVALUE_TYPE_Float64:
+            TavPropertiesAddFloat64Value(bag, name, v->u.f64, v->settable);
+            return;
+        case TAV_PROPERTYVALUE_TYPE_String:
+            TavPropertiesAddStringValue(bag, name, &v->u.s, v->settable);
+            return;
+        default:
+            TavPropertiesAddPropertiesValue(bag, name, v->u.p, v->settable);
+            return;
+    }
+}
+
+// One bag being read and the name of the entry being read into it.
+struct OpenBag {
+    TavProperties* bag;
+    TavString name;
+};
+
+// The bags being read, from the caller's bag (the first, never owned) to the
+// innermost open nested bag. The stack lives in a small inline array and, for
+// deeper text, in a block from the reader's allocator that doubles as needed.
+// Whatever is still open when the reader stops (a syntax error, no memory) is
+// destroyed with the stack: a nested bag is only ever added whole.
+class OpenBags {
+public:
+    explicit OpenBags(TavProperties* callers) { Push(callers); }
+    ~OpenBags() {
+        while (depth_ > 1) DeleteBag(Pop());
+        TavStringDestruct(&items_[0].name);
+        if (items_ != inline_) {
+            TavAllocatorDeallocate(ReaderAllocator(), items_, capacity_ * sizeof(OpenBag));
+        }
+    }
+    OpenBags(const OpenBags&) = delete;
+    OpenBags& operator=(const OpenBags&) = delete;
+
+    OpenBag& Top() { return items_[depth_ - 1]; }
+    bool AtCallers() const { return depth_ == 1; }
+
+    // A new empty nested bag, to be read into; false when there is no memory
+    // for it or for its place on the stack.
+    bool Open() {
+        if (depth_ == capacity_ && !Grow()) return false;
+        TavProperties* bag = NewBag();
+        if (bag == nullptr) return false;
+        Push(bag);
+        return true;
+    }
+
+    // The innermost bag is whole: it becomes the value of the entry being read
+    // in the bag below it.
+    void Close() {
+        TavPropertyValue v{};
+        v.settable = TAV_TRUE;  // nested bags read from text may be changed
+        v.type = TAV_PROPERTYVALUE_TYPE_Properties;
+        v.u.p = Pop();
+        AddEntry(&v);
+    }
+
+    // Adds v (which this consumes) under the name just read in the top bag.
+    void AddEntry(TavPropertyValue* v) {
+        OpenBag& top = Top();
+        if (AtCallers()) {
+            AddToCallersBag(top.bag, &top.name, v);
+            TavPropertyValueDestruct(v);
+        } else {
+            InsertTaken(top.bag, &top.name, v);
+        }
+    }
+
+private:
+    static constexpr TavSizeT kInline = 16;
+
+    void Push(TavProperties* bag) {
+        OpenBag& item = items_[depth_++];
+        item.bag = bag;
+        TavStringConstructDefault(&item.name, ReaderAllocator());
+    }
+
+    TavProperties* Pop() {
+        OpenBag& item = items_[--depth_];
+        TavStringDestruct(&item.name);
+        return item.bag;
+    }
+
+    // The records hold no pointer into themselves, so they move bytewise.
+    bool Grow() {
+        const TavSizeT capacity = capacity_ * 2;
+        void* block = TavAllocatorAllocate(ReaderAllocator(), capacity * sizeof(OpenBag));
+        if (block == nullptr) return false;
+        std::memcpy(block, items_, depth_ * sizeof(OpenBag));
+        if (items_ != inline_) {
+            TavAllocatorDeallocate(ReaderAllocator(), items_, capacity_ * sizeof(OpenBag));
+        }
+        items_ = static_cast<OpenBag*>(block);
+        capacity_ = capacity;
+        return true;
+    }
+
+    OpenBag inline_[kInline];
+    OpenBag* items_ = inline_;
+    TavSizeT depth_ = 0;
+    TavSizeT capacity_ = kInline;
+};
+
+// ---- entries -------------------------------------------------------------------
 
 // The longest run of name characters, into name.
 TavBool ReadPropertyName(const char** p, TavString* name) {
@@ -35,9 +219,11 @@ TavBool ReadPropertyName(const char** p, TavString* name) {
     return TAV_TRUE;
 }
 
-TavBool ReadBool(const char** p, TavProperties* props, const TavString* name) {
+// Leaf values read from text are never settable.
+TavBool ReadBool(const char** p, OpenBags* open) {
     if (!MatchChar(p, '=') || (**p != 'T' && **p != 'F')) return TAV_FALSE;
-    TavPropertiesAddBoolValue(props, name, **p == 'T', TAV_FALSE);
+    TavPropertyValue v;
+    open->AddEntry(TavPropertyValueConstructBool(&v, **p == 'T', TAV_FALSE));
     ++*p;
     return TAV_TRUE;
 }
@@ -54,69 +240,54 @@ const char* ScanNumber(const char* s, bool* hasPoint) {
 
 // A number with a point is a Float64; without, its low 32 bits make an Int
 // when it was signed and a Uint otherwise. The conversion must stop exactly
-// where the scan did.
-bool AddNumber(const char* start, const char* end, bool hasPoint, TavProperties* props,
-               const TavString* name) {
+// where the scan did; null when it doesn't.
+TavPropertyValue* MakeNumber(TavPropertyValue* v, const char* start, const char* end,
+                             bool hasPoint) {
     const char* stop = nullptr;
     if (hasPoint) {
         TavBool error = TAV_FALSE;
         const TavFloat64 f = TavStrToFloat64(start, &stop, &error);
-        if (stop != end || error) return false;
-        TavPropertiesAddFloat64Value(props, name, f, TAV_FALSE);
-        return true;
+        return stop == end && !error ? TavPropertyValueConstructFloat64(v, f, TAV_FALSE) : nullptr;
     }
     const TavInt i = TavStrToInt32(start, &stop, 10);
-    if (stop != end) return false;
-    if (*start == '+' || *start == '-') {
-        TavPropertiesAddIntValue(props, name, i, TAV_FALSE);
-    } else {
-        TavPropertiesAddUintValue(props, name, static_cast<TavUint>(i), TAV_FALSE);
-    }
-    return true;
+    if (stop != end) return nullptr;
+    if (*start == '+' || *start == '-') return TavPropertyValueConstructInt(v, i, TAV_FALSE);
+    return TavPropertyValueConstructUint(v, static_cast<TavUint>(i), TAV_FALSE);
 }
 
-TavBool ReadNumber(const char** p, TavProperties* props, const TavString* name) {
+TavBool ReadNumber(const char** p, OpenBags* open) {
     if (!MatchChar(p, '=')) return TAV_FALSE;
     bool hasPoint = false;
     const char* end = ScanNumber(*p, &hasPoint);
-    if (end == *p || !AddNumber(*p, end, hasPoint, props, name)) return TAV_FALSE;
+    TavPropertyValue v;
+    if (end == *p || MakeNumber(&v, *p, end, hasPoint) == nullptr) return TAV_FALSE;
+    open->AddEntry(&v);
     *p = end;
     return TAV_TRUE;
 }
 
-// A quoted run of printable characters; there are no escapes.
-TavBool ReadString(const char** p, TavProperties* props, const TavString* name) {
+// A quoted run of printable characters; there are no escapes. When the text
+// can't be copied the entry is left out and reading goes on.
+TavBool ReadString(const char** p, OpenBags* open) {
     if (!MatchChar(p, '=') || !MatchChar(p, '"')) return TAV_FALSE;
     const char* end = *p;
     while (IsStringChar(*end)) ++end;
     if (*end != '"') return TAV_FALSE;
-    TavString s;
-    if (TavStringConstructRange(&s, *p, end, ReaderAllocator()) != nullptr) {
-        TavPropertiesAddStringValue(props, name, &s, TAV_FALSE);
-        TavStringDestruct(&s);
-    }
+    TavPropertyValue v;
+    v.settable = TAV_FALSE;
+    v.type = TAV_PROPERTYVALUE_TYPE_String;
+    if (TavStringConstructRange(&v.u.s, *p, end, ReaderAllocator()) != nullptr) open->AddEntry(&v);
     *p = end + 1;
     return TAV_TRUE;
 }
 
-// "{" list "}": the nested bag is added only once its whole list was read.
-TavBool ReadSubproperties(const char** p, TavProperties* props, const TavString* name) {
-    if (!MatchChar(p, '{')) return TAV_FALSE;
-    TavProperties sub;
-    if (TavPropertiesConstructDefault(&sub, ReaderAllocator()) == nullptr) return TAV_FALSE;
-    const TavBool whole = ReadProperties(p, &sub) && MatchChar(p, '}');
-    if (whole) TavPropertiesAddPropertiesValue(props, name, &sub, TAV_TRUE);
-    TavPropertiesDestruct(&sub);
-    return whole;
-}
-
-// Tries each form of value on its own copy of the position.
-TavBool ReadPropertyValue(const char** p, TavProperties* props, const TavString* name) {
-    using ReadForm = TavBool (*)(const char**, TavProperties*, const TavString*);
-    static constexpr ReadForm kForms[] = {ReadBool, ReadNumber, ReadString, ReadSubproperties};
+// Tries each leaf form on its own copy of the position.
+TavBool ReadPropertyValue(const char** p, OpenBags* open) {
+    using ReadForm = TavBool (*)(const char**, OpenBags*);
+    static constexpr ReadForm kForms[] = {ReadBool, ReadNumber, ReadString};
     for (ReadForm read : kForms) {
         const char* q = *p;
-        if (read(&q, props, name)) {
+        if (read(&q, open)) {
             *p = q;
             return TAV_TRUE;
         }
@@ -124,30 +295,42 @@ TavBool ReadPropertyValue(const char** p, TavProperties* props, const TavString*
     return TAV_FALSE;
 }
 
-TavBool ReadProperty(const char** p, TavProperties* props, TavString* name) {
-    const char* q = *p;
-    if (!ReadPropertyName(&q, name) || !ReadPropertyValue(&q, props, name)) return TAV_FALSE;
-    *p = q;
-    return TAV_TRUE;
+enum class Entry { Failed, Added, Opened };
+
+// One entry of the innermost open bag: a name, then either a leaf value, added
+// at once, or "{", which opens a nested bag whose entries come next.
+Entry ReadProperty(const char** p, OpenBags* open) {
+    if (!ReadPropertyName(p, &open->Top().name)) return Entry::Failed;
+    if (MatchChar(p, '{')) return open->Open() ? Entry::Opened : Entry::Failed;
+    return ReadPropertyValue(p, open) ? Entry::Added : Entry::Failed;
 }
 
-// entry ("," entry)*: a "," not followed by a whole entry is left unread.
-TavBool ReadEntries(const char** p, TavProperties* props, TavString* name) {
-    if (!ReadProperty(p, props, name)) return TAV_FALSE;
-    while (**p == ',') {
-        const char* q = *p + 1;
-        if (!ReadProperty(&q, props, name)) break;
-        *p = q;
+enum class Next { Entry, End, Failed };
+
+// What follows a whole entry: "," and another entry of the same bag, or "}"
+// closing the innermost bag (which is then whole and goes to the bag below),
+// or, in the caller's bag, the end of the list.
+Next ReadClosings(const char** p, OpenBags* open) {
+    for (;;) {
+        if (MatchChar(p, ',')) return Next::Entry;
+        if (open->AtCallers()) return Next::End;
+        if (!MatchChar(p, '}')) return Next::Failed;
+        open->Close();
     }
-    return TAV_TRUE;
 }
 
+// entry ("," entry)*, where an entry may open a nested list in braces. The
+// grammar needs one character of look-ahead, so the first failure rejects
+// the text: what was added to the caller's bag stays, the open bags go.
 TavBool ReadProperties(const char** p, TavProperties* props) {
-    TavString name;
-    TavStringConstructDefault(&name, ReaderAllocator());
-    const TavBool read = ReadEntries(p, props, &name);
-    TavStringDestruct(&name);
-    return read;
+    OpenBags open(props);
+    for (;;) {
+        const Entry entry = ReadProperty(p, &open);
+        if (entry == Entry::Failed) return TAV_FALSE;
+        if (entry == Entry::Opened) continue;
+        const Next next = ReadClosings(p, &open);
+        if (next != Next::Entry) return next == Next::End;
+    }
 }
 
 }  // namespace
