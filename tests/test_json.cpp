@@ -13,11 +13,13 @@ namespace {
 
 using namespace texttest;
 
-// The writer's text, or "FAILED" when it returned NULL leaving the caller's string alone.
+// The writer's text, or "FAILED" when it returned NULL leaving the caller's
+// string alone. Deep trees are written on a small stack.
 std::string Json(TavProperties* bag) {
     TavString json;
     TavStringConstructCStr(&json, "kept", TavAllocatorGetDefault());
-    const TavString* result = TavPropertiesToJson(bag, &json);
+    const TavString* result = nullptr;
+    OnSmallStack([&] { result = TavPropertiesToJson(bag, &json); });
     const std::string text = Text(&json);
     TavStringDestruct(&json);
     EXPECT_TRUE(result == &json || (result == nullptr && text == "kept")) << text;
@@ -104,11 +106,33 @@ TEST(JsonWriter, WritesSixtyThreeLevelsBelowTheTopBagVectorsNotCounting) {
     std::thread([top] { ASSERT_EQ(pthread_mutex_trylock(top), 0); TavMutexUnlock(top); }).join();
 }
 
+// The walk keeps its place in memory of its own, not on the thread's stack:
+// vectors nest as deep as that memory goes, bags still stop at 63.
+TEST(JsonWriter, WritesVectorsNestedAtAnyDepthAndStillFailsPastSixtyThreeBags) {
+    Bag vectors, chain, fits, tooDeep;
+    PutVectorChain(vectors, "v", kDeep, Int(1));
+    std::string expected = "{\"v\":";
+    for (std::size_t i = 0; i < kDeep; ++i) expected += R"({"type":"vector","value":[)";
+    expected += Member("int", "1");
+    for (std::size_t i = 0; i < kDeep; ++i) expected += "]}";
+    EXPECT_EQ(Json(vectors), expected + "}");
+    PutChain(chain, kDeep);
+    EXPECT_EQ(Json(chain), "FAILED");
+    EXPECT_TRUE(Unlocked(ChainBag(chain, 63)));
+    PutVectorChain(fits, "v", kDeep, Chain(63));
+    EXPECT_NE(Json(fits).find(R"("x":{"type":"int","value":1})"), std::string::npos);
+    PutVectorChain(tooDeep, "v", kDeep, Chain(64));
+    EXPECT_EQ(Json(tooDeep), "FAILED");
+}
+
+// The example nests vectors deeper than the walk keeps in place, so that its
+// own memory can fail too.
 TEST(JsonWriter, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing) {
     tavtest::CountingAllocator alloc;
     Bag inner(alloc), empty(alloc), bag(alloc);
     bag.Put("n", Nested(inner.Put("s", Str("a\"b\"", alloc))));
     bag.Put("v", Vec({Str("\"q", alloc), Nested(empty)}, alloc));
+    PutVectorChain(bag, "w", 40, Str("\"deep\"", alloc), alloc);
     const std::string expected = Json(bag);
     TavString json;
     TavStringConstructCStr(&json, "kept", alloc);
@@ -116,7 +140,7 @@ TEST(JsonWriter, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothi
         const TavString* result = TavPropertiesToJson(bag, &json);
         EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
         EXPECT_EQ(Text(&json), result ? expected : "kept") << k;
-    }), 4u);  // the allocator reports any block left when the test ends
+    }), 5u);  // the allocator reports any block left when the test ends
     TavStringDestruct(&json);
 }
 

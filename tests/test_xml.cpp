@@ -7,10 +7,11 @@ namespace {
 
 using namespace texttest;
 
+// Deep trees are written on a small stack.
 std::string AppendXml(TavProperties* bag, const std::string& before = "") {
     TavString xml;
     TavStringConstructCStr(&xml, before.c_str(), TavAllocatorGetDefault());
-    EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml);
+    OnSmallStack([&] { EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml); });
     const std::string text = Text(&xml);
     TavStringDestruct(&xml);
     return text;
@@ -67,20 +68,70 @@ bool LinesWithin(const std::string& part, const std::string& whole) {
     return matched == part.size();
 }
 
+// How many bags and vectors the writer opens inside one another.
+constexpr std::size_t kLimit = 4096;
+
+// The lines of `levels` containers nested from the top bag, each opened by
+// open(k) and closed by close(k) at k tabs (k = 1 outermost), around `inner`.
+using Line = std::string (*)(std::size_t k);
+std::string Nest(std::size_t levels, Line open, Line close, const std::string& inner = "") {
+    std::string text;
+    for (std::size_t k = 1; k <= levels; ++k) text += std::string(k, '\t') + open(k) + "\n";
+    text += inner;
+    for (std::size_t k = levels; k >= 1; --k) text += std::string(k, '\t') + close(k) + "\n";
+    return text;
+}
+
+TEST(XmlWriter, WritesUpToTheNestingLimitAndLeavesDeeperContainersOut) {
+    const auto bagOpen = [](std::size_t) -> std::string { return "<properties name=\"a\">"; };
+    const auto bagClose = [](std::size_t) -> std::string { return "</properties> <!-- a -->"; };
+    const auto vecOpen = [](std::size_t k) -> std::string {
+        return k == 1 ? "<vector name=\"v\">" : "<vector>";
+    };
+    const auto vecClose = [](std::size_t k) -> std::string {
+        return k == 1 ? "</vector> <!-- v -->" : "</vector>";
+    };
+    Bag atLimit, chain, vectors;
+    PutChain(atLimit, kLimit);
+    EXPECT_EQ(AppendXml(atLimit),
+              Nest(kLimit, bagOpen, bagClose,
+                   std::string(kLimit + 1, '\t') + "<value name=\"a\" type=\"int\">1</value>\n"));
+    PutChain(chain, kDeep);
+    EXPECT_EQ(AppendXml(chain, "x"), "x" + Nest(kLimit, bagOpen, bagClose));
+    EXPECT_TRUE(Unlocked(ChainBag(chain, kLimit)));
+    PutVectorChain(vectors, "v", kDeep, Int(1));
+    EXPECT_EQ(AppendXml(vectors), Nest(kLimit, vecOpen, vecClose));
+}
+
+// Every opening line of the text has its closing line.
+bool Balanced(const std::string& text) {
+    const auto count = [&](const char* s) {
+        std::size_t n = 0;
+        for (std::size_t at = text.find(s); at != std::string::npos; at = text.find(s, at + 1)) ++n;
+        return n;
+    };
+    return count("<properties") == count("</properties>") && count("<vector") == count("</vector>");
+}
+
+// The example nests vectors deeper than the walk keeps in place, so that its
+// own memory (from the bag's allocator) can fail too; the indentation strings
+// come from the default allocator.
 TEST(XmlWriter, AllocationFailuresDropTextButKeepTheRestAndLeakNothing) {
     tavtest::CountingAllocator alloc;
     Bag bag(alloc);
     FillWorkedExample(bag, alloc);
+    PutVectorChain(bag, "w", 40, Str("deep", alloc), alloc);
+    const std::string full = AppendXml(bag);
     TavString xml;
     TavStringConstructCStr(&xml, "before", alloc);
     const std::size_t live = alloc.liveBlocks();
-    tavtest::DefaultAllocatorHook hook(alloc);  // the indentation strings use it
+    tavtest::DefaultAllocatorHook hook(alloc);
     tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         const std::string before = Text(&xml);
         EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml);
         const std::string text = Text(&xml), added = text.substr(before.size());
         EXPECT_EQ(text.substr(0, before.size()), before) << k;
-        EXPECT_TRUE(alloc.Failed() ? LinesWithin(added, kWorkedExample) : added == kWorkedExample)
+        EXPECT_TRUE(alloc.Failed() ? LinesWithin(added, full) && Balanced(added) : added == full)
             << "failing allocation " << k << ":\n" << added;
         EXPECT_EQ(alloc.liveBlocks(), live) << k;
     });

@@ -2,8 +2,13 @@
 #ifndef TAV_TESTS_TEXT_SUPPORT_HPP
 #define TAV_TESTS_TEXT_SUPPORT_HPP
 
+#include <cstddef>
 #include <initializer_list>
 #include <string>
+#include <thread>
+#include <type_traits>
+
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -72,6 +77,75 @@ inline TavPropertyValue Vec(std::initializer_list<TavPropertyValue> elements,
 inline TavPropertyValue Chain(int levels) {
     Bag bag;
     return Nested(levels == 1 ? bag.Put("x", Int(1)) : bag.Put("n", Chain(levels - 1)));
+}
+
+// How deep the deep-tree tests go. They are meant for 100,000 levels, but
+// destroying and copying nested values still recurses once per level, which
+// overflows the stack well before that; until it no longer does they run at
+// a depth that the rest of the library survives.
+constexpr std::size_t kDeep = 5000;
+
+// Below `bag`, `levels` bags each holding the next as "a", the deepest
+// holding the Int "a" = 1: one path set "a.a. ... .a".
+inline void PutChain(TavProperties* bag, std::size_t levels) {
+    std::string path = "a";
+    for (std::size_t i = 0; i < levels; ++i) path += ".a";
+    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, path.c_str(), 1, TAV_TRUE));
+}
+
+// The bag `depth` levels below `bag` in a chain made by PutChain.
+inline TavProperties* ChainBag(TavProperties* bag, std::size_t depth) {
+    std::string path = "a";
+    for (std::size_t i = 1; i < depth; ++i) path += ".a";
+    return depth == 0 ? bag : TavPropertiesGetPropertyAtPathCStr(bag, path.c_str())->u.p;
+}
+
+// Adds under `name` `levels` vectors each holding the next as its only
+// element, the innermost holding `inner` (which it consumes). Built by
+// swapping contents, so no nested value is ever copied.
+inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t levels,
+                           TavPropertyValue inner, TavAllocator* a = TavAllocatorGetDefault()) {
+    TavPropertyValue chain = Vec({inner}, a);
+    for (std::size_t i = 1; i < levels; ++i) {
+        TavPropertyValue outer = Vec({Vec({}, a)}, a);
+        EXPECT_TRUE(TavVector_TavPropertyValueSwap(&outer.u.vec.begin->u.vec, &chain.u.vec));
+        TavPropertyValueDestruct(&chain);
+        chain = outer;
+    }
+    TavPropertyValue empty = Vec({}, a);
+    EXPECT_TRUE(TavPropertiesAddPropertyCStr(bag, name, &empty));
+    TavPropertyValueDestruct(&empty);
+    TavPropertyValue* added = TavPropertiesGetPropertyAtPathCStr(bag, name);
+    EXPECT_TRUE(TavVector_TavPropertyValueSwap(&added->u.vec, &chain.u.vec));
+    TavPropertyValueDestruct(&chain);
+}
+
+// Runs f on a thread with a small stack (256 KiB): a walk that went one call
+// deeper per level of the tree would overflow it at the depths used here.
+template <class F>
+void OnSmallStack(F&& f) {
+    using Fn = std::remove_reference_t<F>;
+    pthread_attr_t attr;
+    pthread_attr_init(&attr);
+    pthread_attr_setstacksize(&attr, 256 * 1024);
+    pthread_t thread;
+    const auto run = [](void* fn) -> void* {
+        (*static_cast<Fn*>(fn))();
+        return nullptr;
+    };
+    EXPECT_EQ(pthread_create(&thread, &attr, run, &f), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attr);
+}
+
+// True when another thread can take the bag's lock: no walk left it held.
+inline bool Unlocked(TavProperties* bag) {
+    bool free = false;
+    std::thread([&] {
+        free = pthread_mutex_trylock(&bag->mutex) == 0;
+        if (free) TavMutexUnlock(&bag->mutex);
+    }).join();
+    return free;
 }
 
 }  // namespace texttest

@@ -4,10 +4,13 @@
 
 #include "Os/TavProperties/detail/TavGuards.hpp"
 #include "Os/TavProperties/text/TavTextCommon.hpp"
+#include "Os/TavProperties/text/TavTextWalk.hpp"
 
 namespace {
 
 using tav::text::CText;
+using tav::text::Item;
+using tav::text::Step;
 using tav::text::StringSink;
 
 // Type words by kind, all twenty-two.
@@ -22,8 +25,6 @@ static_assert(std::size(kTypeWord) == TAV_PROPERTYVALUE_TYPE_Wrapper + 1);
 constexpr TavSizeT kMaxDepth = 63;
 
 constexpr tav::text::FloatDigits kFloatDigits = {6, 6};
-
-bool TavPropertiesToJson_(const TavProperties* x, StringSink& json, TavSizeT elemNum);
 
 bool HasPointerName(TavPropertyValueType kind) {
     return kind == TAV_PROPERTYVALUE_TYPE_SharedPtr || kind == TAV_PROPERTYVALUE_TYPE_WeakPtr;
@@ -73,18 +74,6 @@ void PutResolution(const TavResolution& res, StringSink& json) {
     json.Put("}}");
 }
 
-bool TavPropertyValueToJson_(const TavPropertyValue* value, StringSink& json, TavSizeT elemNum);
-
-bool PutElements(const TavVector_TavPropertyValue* vec, StringSink& json, TavSizeT elemNum) {
-    json.Put('[');
-    for (const TavPropertyValue* e = vec->begin; e != vec->end; ++e) {
-        if (e != vec->begin) json.Put(',');
-        if (!TavPropertyValueToJson_(e, json, elemNum)) return false;
-    }
-    json.Put(']');
-    return true;
-}
-
 // Numbers and booleans bare, addresses and format codes in quotes.
 void PutScalar(const TavPropertyValue* value, StringSink& json) {
     tav::text::ScalarBuffer buf;
@@ -95,43 +84,88 @@ void PutScalar(const TavPropertyValue* value, StringSink& json) {
     if (quoted) json.Put('"');
 }
 
-bool PutBody(const TavPropertyValue* value, StringSink& json, TavSizeT elemNum) {
+bool PutLeafBody(const TavPropertyValue* value, StringSink& json) {
     switch (value->type) {
         case TAV_PROPERTYVALUE_TYPE_String: return PutEscaped(&value->u.s, json);
         case TAV_PROPERTYVALUE_TYPE_Resolution: PutResolution(value->u.res, json); return true;
-        case TAV_PROPERTYVALUE_TYPE_Properties:
-            return value->u.p != nullptr && TavPropertiesToJson_(value->u.p, json, elemNum + 1);
-        case TAV_PROPERTYVALUE_TYPE_Vector: return PutElements(&value->u.vec, json, elemNum);
         default: PutScalar(value, json); return true;
     }
 }
 
-bool TavPropertyValueToJson_(const TavPropertyValue* value, StringSink& json, TavSizeT elemNum) {
-    PutHead(value, json);
-    if (!PutBody(value, json, elemNum)) return false;
-    json.Put('}');
-    return json.ok();
-}
+// The depth of the bag being written (elemNum): the top bag is at 0, a
+// nested bag one below the bag that holds it, the elements of a vector at the
+// depth of the bag that holds the vector.
+struct JsonLevel {
+    TavSizeT elemNum;
+};
 
-bool PutEntries(const TavProperties* x, StringSink& json, TavSizeT elemNum) {
-    bool first = true;
-    return tav::text::ForEachEntry(x, [&](const TavString* name, const TavPropertyValue* v) {
-        if (!first) json.Put(',');
-        first = false;
-        json.Put('"');
-        json.Put(CText(name));
-        json.Put("\":");
-        return TavPropertyValueToJson_(v, json, elemNum);
-    });
-}
+// Hooks of the shared walk (see TavTextWalk.hpp). Every entry is written as
+// "name":{"type":"<word>","value":<value>}, every element as the braced part
+// alone, with "," before all but the first; a nested bag's value is an
+// object, a vector's an array. Any failure stops the whole write.
+class JsonWriter {
+public:
+    using State = JsonLevel;
+    // Vectors may nest without limit; bags are held to kMaxDepth in Open.
+    static constexpr std::size_t kNestingLimit = ~static_cast<std::size_t>(0);
 
-// Locks x for its walk, after the depth test: a bag too deep is never locked.
-bool TavPropertiesToJson_(const TavProperties* x, StringSink& json, TavSizeT elemNum) {
+    explicit JsonWriter(StringSink& json) : json_(json) {}
+
+    bool Leaf(const Item& item, const JsonLevel&) {
+        PutKeyAndHead(item);
+        if (!PutLeafBody(item.value, json_)) return false;
+        json_.Put('}');
+        return json_.ok();
+    }
+
+    // A bag too deep (or missing) fails before it is locked.
+    Step Open(const Item& item, const JsonLevel& parent, bool room, JsonLevel* child) {
+        PutKeyAndHead(item);
+        if (item.value->type == TAV_PROPERTYVALUE_TYPE_Vector) {
+            json_.Put('[');
+            child->elemNum = parent.elemNum;
+            return room ? Step::Enter : Step::Stop;
+        }
+        if (item.value->u.p == nullptr) return Step::Stop;
+        json_.Put('{');
+        child->elemNum = parent.elemNum + 1;
+        return child->elemNum <= kMaxDepth && room ? Step::Enter : Step::Stop;
+    }
+
+    bool Close(const Item& item, const JsonLevel&, const JsonLevel&) {
+        json_.Put(item.value->type == TAV_PROPERTYVALUE_TYPE_Vector ? ']' : '}');
+        json_.Put('}');
+        return json_.ok();
+    }
+
+    void Abandon(const JsonLevel&) {}
+
+private:
+    void PutKeyAndHead(const Item& item) {
+        if (!item.first) json_.Put(',');
+        if (item.name != nullptr) {
+            json_.Put('"');
+            json_.Put(CText(item.name));
+            json_.Put("\":");
+        }
+        PutHead(item.value, json_);
+    }
+
+    StringSink& json_;
+};
+
+// The object text of the top bag, which is locked for the whole walk. The
+// walk's frames beyond the first few come from the bag's allocator; when they
+// can't, the write fails like any other.
+bool TavPropertiesToJson_(const TavProperties* x, StringSink& json) {
     json.Put('{');
-    if (elemNum > kMaxDepth) return false;
     {
         tav::LockGuard lock(x);
-        if (!PutEntries(x, json, elemNum)) return false;
+        JsonWriter writer(json);
+        if (!tav::text::Walker<JsonWriter>::Walk(writer, TavPropertiesGetAllocator(x),
+                                                   tav::text::Cursor::OfBag(x), JsonLevel{0})) {
+            return false;
+        }
     }
     json.Put('}');
     return true;
@@ -145,7 +179,7 @@ extern "C" const TavString* TavPropertiesToJson(const TavProperties* x, TavStrin
     const TavString* result = nullptr;
     {
         StringSink sink(&text);
-        if (TavPropertiesToJson_(x, sink, 0) && sink.Flush()) result = TavStringMove(json, &text);
+        if (TavPropertiesToJson_(x, sink) && sink.Flush()) result = TavStringMove(json, &text);
     }
     TavStringDestruct(&text);
     return result;

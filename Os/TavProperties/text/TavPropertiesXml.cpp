@@ -5,10 +5,13 @@
 
 #include "Os/TavProperties/detail/TavGuards.hpp"
 #include "Os/TavProperties/text/TavTextCommon.hpp"
+#include "Os/TavProperties/text/TavTextWalk.hpp"
 
 namespace {
 
 using tav::text::CText;
+using tav::text::Item;
+using tav::text::Step;
 using tav::text::StringSink;
 
 // Type words of the leaf kinds, indexed by CompactKindIndex.
@@ -25,8 +28,6 @@ constexpr tav::text::FloatDigits kFloatDigits = {6, 6};
 // buffer (capacity 0), so copies of it may be used freely and never freed.
 const TavString kTopTabs = {&tavAllocator_, const_cast<char*>("\t"), 1, 0};
 
-void TavPropertiesToXml_(const TavProperties* x, const TavString* tabs, StringSink& xml);
-
 // The indentation of a container's contents: its own plus one tab.
 bool MakeDeeper(const TavString* tabs, TavString* deeper) {
     if (TavStringConstructCopy(deeper, tabs) == nullptr) return false;
@@ -41,31 +42,31 @@ void PutNameAttribute(const TavString* name, StringSink& xml) {
     xml.Put('"');
 }
 
-// <element name="n"> ... </element> <!-- n -->, or without name and comment
-// for an element of a vector. A container whose deeper indentation can't be
-// made is left out entirely.
-template <class Contents>
-void PutContainer(const TavString* name, std::string_view element, const TavString* tabs,
-                  StringSink& xml, Contents&& contents) {
-    TavString deeper;
-    if (!MakeDeeper(tabs, &deeper)) return;
+std::string_view ElementOf(const TavPropertyValue* container) {
+    return container->type == TAV_PROPERTYVALUE_TYPE_Vector ? "vector" : "properties";
+}
+
+// <element name="n">, or without the name for an element of a vector.
+void PutOpening(const Item& item, const TavString* tabs, StringSink& xml) {
     xml.Put(CText(tabs));
     xml.Put('<');
-    xml.Put(element);
-    if (name != nullptr) PutNameAttribute(name, xml);
+    xml.Put(ElementOf(item.value));
+    if (item.name != nullptr) PutNameAttribute(item.name, xml);
     xml.Put(">\n");
-    contents(&deeper);
+}
+
+// </element> <!-- n -->, or without the comment for an element of a vector.
+void PutClosing(const Item& item, const TavString* tabs, StringSink& xml) {
     xml.Put(CText(tabs));
     xml.Put("</");
-    xml.Put(element);
+    xml.Put(ElementOf(item.value));
     xml.Put('>');
-    if (name != nullptr) {
+    if (item.name != nullptr) {
         xml.Put(" <!-- ");
-        xml.Put(CText(name));
+        xml.Put(CText(item.name));
         xml.Put(" -->");
     }
     xml.Put('\n');
-    TavStringDestruct(&deeper);
 }
 
 void PutLeafBody(const TavPropertyValue* value, StringSink& xml) {
@@ -95,41 +96,59 @@ void PutLeaf(const TavString* name, const TavPropertyValue* value, const TavStri
     xml.Put("</value>\n");
 }
 
-void TavPropertyValueToXml_(const TavString* name, const TavPropertyValue* value,
-                            const TavString* tabs, StringSink& xml) {
-    switch (value->type) {
-        case TAV_PROPERTYVALUE_TYPE_Properties:
-            PutContainer(name, "properties", tabs, xml, [&](const TavString* deeper) {
-                if (value->u.p != nullptr) TavPropertiesToXml_(value->u.p, deeper, xml);
-            });
-            break;
-        case TAV_PROPERTYVALUE_TYPE_Vector:
-            PutContainer(name, "vector", tabs, xml, [&](const TavString* deeper) {
-                const TavVector_TavPropertyValue& vec = value->u.vec;
-                for (const TavPropertyValue* e = vec.begin; e != vec.end && xml.ok(); ++e) {
-                    TavPropertyValueToXml_(nullptr, e, deeper, xml);
-                }
-            });
-            break;
-        default: PutLeaf(name, value, tabs, xml); break;
-    }
-}
+// The indentation of an open container's contents.
+struct XmlLevel {
+    TavString tabs;
+};
 
-// The entries of x, each with tabs before it, under x's lock.
-void TavPropertiesToXml_(const TavProperties* x, const TavString* tabs, StringSink& xml) {
-    tav::LockGuard lock(x);
-    tav::text::ForEachEntry(x, [&](const TavString* name, const TavPropertyValue* v) {
-        TavPropertyValueToXml_(name, v, tabs, xml);
-        return xml.ok();
-    });
-}
+// Hooks of the shared walk (see TavTextWalk.hpp). A container whose deeper
+// indentation can't be made, or that lies beyond the nesting limit or the
+// walk's memory, is left out entirely (no opening or closing line). The walk
+// stops once an append to the output has failed.
+class XmlWriter {
+public:
+    using State = XmlLevel;
+    static constexpr std::size_t kNestingLimit = tav::text::kIndentedNestingLimit;
+
+    explicit XmlWriter(StringSink& xml) : xml_(xml) {}
+
+    bool Leaf(const Item& item, const XmlLevel& parent) {
+        PutLeaf(item.name, item.value, &parent.tabs, xml_);
+        return xml_.ok();
+    }
+
+    Step Open(const Item& item, const XmlLevel& parent, bool room, XmlLevel* child) {
+        if (!room || !MakeDeeper(&parent.tabs, &child->tabs)) return Step::Skip;
+        PutOpening(item, &parent.tabs, xml_);
+        return Step::Enter;
+    }
+
+    bool Close(const Item& item, XmlLevel& child, const XmlLevel& parent) {
+        PutClosing(item, &parent.tabs, xml_);
+        TavStringDestruct(&child.tabs);
+        return xml_.ok();
+    }
+
+    void Abandon(XmlLevel& child) { TavStringDestruct(&child.tabs); }
+
+private:
+    StringSink& xml_;
+};
 
 }  // namespace
 
+// The entries of the top bag, under its lock for the whole walk, each with
+// one tab before it; nothing encloses them. Bags and vectors nested more than
+// kIndentedNestingLimit (4,096) deep are left out; the walk's frames beyond
+// the first few come from the bag's allocator.
 extern "C" const TavString* TavPropertiesToXml(const TavProperties* x, TavString* xml) {
-    const TavString tabs = kTopTabs;
     StringSink sink(xml);
-    TavPropertiesToXml_(x, &tabs, sink);
+    {
+        tav::LockGuard lock(x);
+        XmlWriter writer(sink);
+        tav::text::Walker<XmlWriter>::Walk(writer, TavPropertiesGetAllocator(x),
+                                           tav::text::Cursor::OfBag(x), XmlLevel{kTopTabs});
+    }
     sink.Flush();
     return xml;
 }

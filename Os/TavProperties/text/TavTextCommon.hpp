@@ -1,6 +1,6 @@
-// What the printer and the XML and JSON writers share: the walk over a bag's
-// entries, the text of scalar values, and a buffered appender that turns many
-// small pieces into few appends to the output string.
+// What the printer and the XML and JSON writers share besides their walk
+// (TavTextWalk.hpp): the text of scalar values, and a buffered appender that
+// turns many small pieces into few appends to the output string.
 #ifndef TAV_OS_TAVPROPERTIES_TEXT_TAVTEXTCOMMON_HPP
 #define TAV_OS_TAVPROPERTIES_TEXT_TAVTEXTCOMMON_HPP
 
@@ -18,21 +18,6 @@ inline std::string_view CText(const TavString* s) {
     const void* nul = std::memchr(s->buf, '\0', s->size);
     return {s->buf, nul ? static_cast<std::size_t>(static_cast<const char*>(nul) - s->buf)
                         : static_cast<std::size_t>(s->size)};
-}
-
-// Calls visit(name, value) for every entry of bag in name order; stops early
-// when visit returns false, and returns whether the walk went to the end. The
-// caller holds the bag's lock.
-template <class Visit>
-bool ForEachEntry(const TavProperties* bag, Visit&& visit) {
-    TavMap_TavString__TavPropertyValueConstIterator it =
-        TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
-    const TavMap_TavString__TavPropertyValueConstIterator end =
-        TavMap_TavString__TavPropertyValueEndConst(&bag->map);
-    for (; it != end; TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
-        if (!visit(&it->value.first, &it->value.second)) return false;
-    }
-    return true;
 }
 
 // The written kinds that have no number of their own, Properties (15) and
