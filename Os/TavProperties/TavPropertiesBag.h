@@ -26,8 +26,13 @@ TAV_EXTERN_C_BEGIN
 /* Life cycle. The constructors return x, or NULL (x then holds nothing). A
  * copy takes its source's allocator, entries and listeners and does not lock
  * the source. Destruct removes the entries one by one in name order, telling
- * the listeners, and takes no lock. Assign locks only x and tells no
- * listener; afterwards x has y's entries and y's listeners. */
+ * the listeners, and takes no lock; it needs neither memory nor stack in
+ * proportion to the depth, and a bag tells at most as many removals as it
+ * held when destruction began (entries its listeners add meanwhile are
+ * removed untold). Assign locks only x and tells no listener; afterwards x
+ * has y's entries and y's listeners; y may be x or lie inside it. Copy,
+ * Assign and Equal work at any depth (Equal answers false when it can't get
+ * memory to walk a tree more than 32 levels deep). */
 TAV_API TavProperties* TavPropertiesConstructDefault(TavProperties* x, TavAllocator* a);
 TAV_API TavProperties* TavPropertiesConstructCopy(TavProperties* x, const TavProperties* y);
 TAV_API void TavPropertiesDestruct(TavProperties* x);
@@ -66,7 +71,13 @@ TAV_API TavBool TavPropertiesRemoveProperty(TavProperties* x, const TavString* n
 TAV_API TavBool TavPropertiesRemovePropertyCStr(TavProperties* x, const char* name);
 
 /* Listeners. The bag stores a copy of l; Remove erases the first stored
- * listener equal to l (same trigger, callback, data, all flag and name). */
+ * listener equal to l (same trigger, callback, data, all flag and name).
+ * A Before listener must not remove or replace the entry it is told about,
+ * nor the bag that holds it. One that does is caught: the event goes to no
+ * further listener, and the operation returns false with no After call
+ * (destruction goes on with whatever stands first). A value that lives inside
+ * the entry it is set into is copied first, so After listeners are handed a
+ * live value. */
 TAV_API TavBool TavPropertiesAddListener(TavProperties* x, TavPropertyListener* l);
 TAV_API TavBool TavPropertiesRemoveListener(TavProperties* x, TavPropertyListener* l);
 

@@ -137,7 +137,9 @@ TAV_API TavBool TavPropertiesGetAllNames(const TavProperties* x, TavVector_TavSt
 /* Copies every entry of y into x through x's set (so x's settable rules and
  * listeners apply); nested bags are merged recursively, up to 63 levels
  * below y. Returns x, or NULL on failure, keeping the entries already
- * merged. */
+ * merged. y may be x itself or a bag inside x: it is then merged from a
+ * private copy (which no listener hears of), as an independent source
+ * would be. */
 TAV_API TavProperties* TavPropertiesMerge(TavProperties* x, const TavProperties* y);
 
 TAV_EXTERN_C_END
