@@ -96,8 +96,7 @@ void BM_ToXml(benchmark::State& state) {
 BENCHMARK(BM_ToXml)->Unit(benchmark::kMillisecond);
 
 // Reading into a fresh bag each time; its destruction is left out of the time.
-void BM_ReadFromString(benchmark::State& state) {
-    const std::string& text = Shared().text();
+void ReadEachTime(benchmark::State& state, const std::string& text) {
     for (auto _ : state) {
         TavProperties bag;
         TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
@@ -109,6 +108,8 @@ void BM_ReadFromString(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(text.size()));
 }
+
+void BM_ReadFromString(benchmark::State& state) { ReadEachTime(state, Shared().text()); }
 BENCHMARK(BM_ReadFromString)->Unit(benchmark::kMillisecond);
 
 // "a{a{...a{a=1}...}}" with range(0) levels of braces: the cost of deep input,
@@ -122,17 +123,7 @@ std::string DeepText(int levels) {
 }
 
 void BM_ReadDeep(benchmark::State& state) {
-    const std::string text = DeepText(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
-        TavProperties bag;
-        TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
-        benchmark::DoNotOptimize(TavPropertiesReadFromString(&bag, text.c_str()));
-        state.PauseTiming();
-        TavPropertiesDestruct(&bag);
-        state.ResumeTiming();
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(text.size()));
+    ReadEachTime(state, DeepText(static_cast<int>(state.range(0))));
 }
 BENCHMARK(BM_ReadDeep)->Arg(1000)->Arg(10000)->Unit(benchmark::kMillisecond);
 

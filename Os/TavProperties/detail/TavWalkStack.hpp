@@ -26,13 +26,21 @@ public:
 
     // False, with the stack unchanged, when it can't grow.
     bool Push(const T& frame) {
-        if (size_ == capacity_ && !Grow()) return false;
+        if (!Reserve()) return false;
         data_[size_++] = frame;
         return true;
     }
+    // Room for one more frame (false when the stack can't grow); the frame is
+    // then filled in place through Above() and pushed with Push().
+    bool Reserve() { return size_ < capacity_ || Grow(); }
+    T& Above() { return data_[size_]; }
+    void Push() { ++size_; }
+    // The popped frame's bytes stay in place until the next push.
     void Pop() { --size_; }
     bool Empty() const { return size_ == 0; }
+    TavSizeT Size() const { return size_; }
     T& Top() { return data_[size_ - 1]; }
+    T& operator[](TavSizeT i) { return data_[i]; }
 
 private:
     bool Grow() {

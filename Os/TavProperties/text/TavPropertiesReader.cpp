@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/detail/TavWalkStack.hpp"
 
 namespace {
 
@@ -128,24 +129,24 @@ struct OpenBag {
 // destroyed with the stack: a nested bag is only ever added whole.
 class OpenBags {
 public:
-    explicit OpenBags(TavProperties* callers) { Push(callers); }
+    explicit OpenBags(TavProperties* callers) : items_(ReaderAllocator()) {
+        items_.Reserve();  // in place: never fails
+        Push(callers);
+    }
     ~OpenBags() {
-        while (depth_ > 1) DeleteBag(Pop());
-        TavStringDestruct(&items_[0].name);
-        if (items_ != inline_) {
-            TavAllocatorDeallocate(ReaderAllocator(), items_, capacity_ * sizeof(OpenBag));
-        }
+        while (items_.Size() > 1) DeleteBag(Pop());
+        TavStringDestruct(&items_.Top().name);
     }
     OpenBags(const OpenBags&) = delete;
     OpenBags& operator=(const OpenBags&) = delete;
 
-    OpenBag& Top() { return items_[depth_ - 1]; }
-    bool AtCallers() const { return depth_ == 1; }
+    OpenBag& Top() { return items_.Top(); }
+    bool AtCallers() const { return items_.Size() == 1; }
 
     // A new empty nested bag, to be read into; false when there is no memory
     // for it or for its place on the stack.
     bool Open() {
-        if (depth_ == capacity_ && !Grow()) return false;
+        if (!items_.Reserve()) return false;
         TavProperties* bag = NewBag();
         if (bag == nullptr) return false;
         Push(bag);
@@ -174,38 +175,23 @@ public:
     }
 
 private:
-    static constexpr TavSizeT kInline = 16;
-
+    // After Reserve.
     void Push(TavProperties* bag) {
-        OpenBag& item = items_[depth_++];
+        OpenBag& item = items_.Above();
         item.bag = bag;
         TavStringConstructDefault(&item.name, ReaderAllocator());
+        items_.Push();
     }
 
     TavProperties* Pop() {
-        OpenBag& item = items_[--depth_];
+        OpenBag& item = items_.Top();
         TavStringDestruct(&item.name);
+        items_.Pop();
         return item.bag;
     }
 
     // The records hold no pointer into themselves, so they move bytewise.
-    bool Grow() {
-        const TavSizeT capacity = capacity_ * 2;
-        void* block = TavAllocatorAllocate(ReaderAllocator(), capacity * sizeof(OpenBag));
-        if (block == nullptr) return false;
-        std::memcpy(block, items_, depth_ * sizeof(OpenBag));
-        if (items_ != inline_) {
-            TavAllocatorDeallocate(ReaderAllocator(), items_, capacity_ * sizeof(OpenBag));
-        }
-        items_ = static_cast<OpenBag*>(block);
-        capacity_ = capacity;
-        return true;
-    }
-
-    OpenBag inline_[kInline];
-    OpenBag* items_ = inline_;
-    TavSizeT depth_ = 0;
-    TavSizeT capacity_ = kInline;
+    tav::WalkStack<OpenBag, 16> items_;
 };
 
 // ---- entries -------------------------------------------------------------------

@@ -11,6 +11,7 @@
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
+#include "Os/TavProperties/detail/TavWalkStack.hpp"
 
 namespace tav::text {
 
@@ -105,49 +106,10 @@ struct Frame {
     State state;
 };
 
-// A stack of frames: the first ones in place (most trees are shallow, and
-// then the walk takes no memory), the rest in one block from the allocator,
-// doubled when full.
+// The walk's frames: the first 32 in place (most trees are shallow, and then
+// the walk takes no memory), the rest in one block from the allocator.
 template <class F>
-class FrameStack {
-    static_assert(std::is_trivially_copyable_v<F> && std::is_trivially_default_constructible_v<F>);
-
-public:
-    explicit FrameStack(TavAllocator* a) : a_(a) {}
-    ~FrameStack() {
-        if (frames_ != inPlace_) TavAllocatorDeallocate(a_, frames_, capacity_ * sizeof(F));
-    }
-    FrameStack(const FrameStack&) = delete;
-    FrameStack& operator=(const FrameStack&) = delete;
-
-    // Room for one more frame; false when the block can't be grown.
-    bool Reserve() { return size_ < capacity_ || Grow(); }
-    // The frame above the top, after Reserve: filled in place, then pushed.
-    F& Above() { return frames_[size_]; }
-    void Push() { ++size_; }
-    // Pop leaves the frame's bytes in place until the next push.
-    void Pop() { --size_; }
-    F& Top() { return frames_[size_ - 1]; }
-    std::size_t Size() const { return size_; }
-
-private:
-    bool Grow() {
-        auto* grown = static_cast<F*>(TavAllocatorAllocate(a_, 2 * capacity_ * sizeof(F)));
-        if (grown == nullptr) return false;
-        for (std::size_t i = 0; i != size_; ++i) grown[i] = frames_[i];
-        if (frames_ != inPlace_) TavAllocatorDeallocate(a_, frames_, capacity_ * sizeof(F));
-        frames_ = grown;
-        capacity_ *= 2;
-        return true;
-    }
-
-    static constexpr std::size_t kInPlace = 32;
-    TavAllocator* a_;
-    F* frames_ = inPlace_;
-    std::size_t size_ = 0;
-    std::size_t capacity_ = kInPlace;
-    F inPlace_[kInPlace];
-};
+using FrameStack = WalkStack<F, 32>;
 
 // What a writer's Open hook decides for a nested bag or vector.
 enum class Step : unsigned char {
