@@ -61,9 +61,8 @@ private:
 
 // Runs `attempt` with the k-th allocation of `alloc` failing, for k = 1, 2,
 // ... until an attempt runs with no armed failure hitting it. `attempt(k)`
-// performs the operation and checks the state the rules give; the sweep
-// checks that every attempt left the allocator balanced relative to its start
-// when `balanced` is set. Returns the number of failure points exercised.
+// performs the operation and checks the state the rules give, the balance of
+// the allocator included. Returns the number of failure points exercised.
 template <class Attempt>
 std::size_t SweepAllocationFailures(CountingAllocator& alloc, Attempt&& attempt,
                                     std::size_t limit = 100000);
