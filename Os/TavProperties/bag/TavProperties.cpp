@@ -22,24 +22,25 @@ Node* FindNode(TavProperties* x, const TavString* name) {
     return const_cast<Node*>(FindNode(static_cast<const TavProperties*>(x), name));
 }
 
-// An entry that a Before listener must leave in place: the node that holds
-// name in bag, and (for an assignment) the value being changed in it.
+// An entry that a Before listener must leave in place: name in bag, still
+// holding the same value record. Looked up only once a listener has run.
 struct SameEntry {
     const TavProperties* bag;
     const TavString* name;
-    const Node* node;
+    const TavPropertyValue* value;
     tav::BagProbe probe;
 };
 
 bool EntryStillThere(const void* context) {
     const auto* entry = static_cast<const SameEntry*>(context);
-    return entry->probe.Holds() && FindNode(entry->bag, entry->name) == entry->node;
+    return entry->probe.Holds() &&
+           TavPropertiesGetPropertyConst_(entry->bag, entry->name) == entry->value;
 }
 
 // Before, erase, After. `name` is what the listeners are told and must
 // outlive the erase, which destroys the entry's own key.
 TavBool RemoveNode(TavProperties* x, Node* node, const TavString* name, const tav::BagProbe& probe) {
-    const SameEntry entry{x, name, node, probe};
+    const SameEntry entry{x, name, &node->value.second, probe};
     const tav::EntryGuard guard{&EntryStillThere, &entry};
     if (tav::NotifyListeners(x, kBefore, name, &node->value.second, nullptr, guard) &&
         !guard.Holds()) {
@@ -112,7 +113,7 @@ namespace {
 
 TavBool AssignInPlace(TavProperties* x, const TavString* name, TavPropertyValue* curValue,
                       const TavPropertyValue* newVal, const tav::EntryGuard& target) {
-    const SameEntry entry{x, name, target.stillThere == nullptr ? FindNode(x, name) : nullptr, {}};
+    const SameEntry entry{x, name, curValue, {}};
     const tav::EntryGuard guard =
         target.stillThere != nullptr ? target : tav::EntryGuard{&EntryStillThere, &entry};
     if (tav::NotifyListeners(x, kBefore, name, curValue, newVal, guard) && !guard.Holds()) {
