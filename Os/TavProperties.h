@@ -23,5 +23,6 @@
 #include "Os/TavProperties/TavPropertiesBag.h"
 #include "Os/TavProperties/TavPropertiesPaths.h"
 #include "Os/TavProperties/TavPropertiesText.h"
+#include "Os/TavProperties/TavPropertiesJson.h"
 
 #endif
