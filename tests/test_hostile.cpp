@@ -116,6 +116,11 @@ TEST(Depth, VectorsNestedInVectorsAreCopiedComparedAndDestroyed) {
     TavPropertyValue copy;
     ASSERT_NE(TavPropertyValueConstructCopy(&copy, &v), nullptr);
     EXPECT_TRUE(TavPropertyValueEqual(&copy, &v));
+    TavPropertyValue shallower;  // assigned onto element by element, level by level
+    BuildNestedVectors(&shallower, kDeep / 2);
+    ASSERT_NE(TavPropertyValueAssign(&shallower, &v), nullptr);
+    EXPECT_TRUE(TavPropertyValueEqual(&shallower, &v));
+    TavPropertyValueDestruct(&shallower);
     Bag bag;
     ASSERT_TRUE(TavPropertiesSetPropertyCStr(&bag, "v", &copy));
     TavPropertyValue other;

@@ -135,7 +135,7 @@ bool AssignWrapper(TavPropertyValue* x, const TavPropertyValue* y) {
 bool AssignVector(TavPropertyValue* x, const TavPropertyValue* y) {
     TavPropertyValue source;
     if (!tav::tree::CopyComposite(&source, y)) return false;
-    const bool ok = TavVector_TavPropertyValueAssign(&x->u.vec, &source.u.vec) != nullptr;
+    const bool ok = tav::tree::AssignVectorElements(&x->u.vec, &source.u.vec);
     tav::tree::DestroyComposite(&source);
     return ok;
 }

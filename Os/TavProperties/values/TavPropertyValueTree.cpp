@@ -253,6 +253,64 @@ bool DrainCopies(TavPropertyValue* x, const TavPropertyValue* y) {
     return ok;
 }
 
+// ---- element-wise vector assignment -------------------------------------------
+
+using Vec = TavVector_TavPropertyValue;
+
+struct AssignFrame {
+    Vec* x;
+    const Vec* y;
+    TavSizeT next;  // the element assigned next
+    TavSizeT xs;    // sizes when this level began
+    TavSizeT ys;
+};
+
+bool NestedVectors(const TavPropertyValue* a, const TavPropertyValue* b) {
+    return a->settable && a->type == TAV_PROPERTYVALUE_TYPE_Vector &&
+           b->type == TAV_PROPERTYVALUE_TYPE_Vector;
+}
+
+// After the common elements: the surplus of x goes from the back, or the
+// rest of y is copied on at the end (the capacity holds it).
+bool FinishInPlace(const AssignFrame& f) {
+    if (f.xs >= f.ys) return TavVector_TavPropertyValueResize(f.x, f.ys, nullptr) != 0;
+    for (TavSizeT i = f.xs; i < f.ys; ++i) {
+        if (!TavVector_TavPropertyValuePushBack(f.x, f.y->begin + i)) return false;
+    }
+    return true;
+}
+
+enum class Level { Done, Descend, Failed };
+
+// Goes on with the level on top: assigns elements until one needs a level
+// of its own (pushed), the level is done, or an assignment fails.
+Level StepAssign(WalkStack<AssignFrame>* stack) {
+    AssignFrame& f = stack->Top();
+    const TavSizeT common = f.xs < f.ys ? f.xs : f.ys;
+    while (f.next < common) {
+        TavPropertyValue* a = f.x->begin + f.next;
+        const TavPropertyValue* b = f.y->begin + f.next;
+        ++f.next;
+        if (NestedVectors(a, b)) {
+            const AssignFrame child{&a->u.vec, &b->u.vec, 0, TavVector_TavPropertyValueSize(&a->u.vec),
+                                    TavVector_TavPropertyValueSize(&b->u.vec)};
+            return stack->Push(child) ? Level::Descend : Level::Failed;
+        }
+        if (TavPropertyValueAssign(a, b) == nullptr) return Level::Failed;
+    }
+    return FinishInPlace(f) ? Level::Done : Level::Failed;
+}
+
+// A level that starts: the cases that assign no element need no walk.
+bool NeedsWalk(const AssignFrame& f, bool* result) {
+    if (f.x == f.y) return !(*result = true);
+    if (f.ys > TavVector_TavPropertyValueCapacity(f.x)) {
+        *result = TavVector_TavPropertyValueAssign(f.x, f.y) != nullptr;
+        return false;
+    }
+    return true;
+}
+
 // ---- side-by-side walk of two trees -------------------------------------------
 
 struct Cursor {
@@ -354,6 +412,24 @@ bool CopyComposite(TavPropertyValue* x, const TavPropertyValue* y) {
     if (tQueue->Push(CopyJob{x, y})) return true;
     DestroyComposite(x);
     return false;
+}
+
+bool AssignVectorElements(TavVector_TavPropertyValue* x, const TavVector_TavPropertyValue* y) {
+    WalkStack<AssignFrame> stack(x->allocator);
+    stack.Push(AssignFrame{x, y, 0, TavVector_TavPropertyValueSize(x),
+                           TavVector_TavPropertyValueSize(y)});
+    while (!stack.Empty()) {
+        bool result = true;
+        if (stack.Top().next == 0 && !NeedsWalk(stack.Top(), &result)) {
+            if (!result) return false;
+            stack.Pop();
+            continue;
+        }
+        const Level level = StepAssign(&stack);
+        if (level == Level::Failed) return false;
+        if (level == Level::Done) stack.Pop();
+    }
+    return true;
 }
 
 bool CompositeEqual(const TavPropertyValue* x, const TavPropertyValue* y) {

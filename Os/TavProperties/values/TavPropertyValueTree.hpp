@@ -27,6 +27,12 @@ void DestroyBag(TavProperties* x, bool silent);
 // type is set to y's. False when memory runs out, and then x holds nothing.
 bool CopyComposite(TavPropertyValue* x, const TavPropertyValue* y);
 
+// The vector's own Assign of y onto x (element by element in place when y
+// fits x's capacity), except that an element of x that is a settable vector
+// meeting a vector in y is assigned by the same loop one level down rather
+// than by recursion. Same result and same state after a failure.
+bool AssignVectorElements(TavVector_TavPropertyValue* x, const TavVector_TavPropertyValue* y);
+
 // Equality of two composite values of the same kind, or of two bags: the
 // same comparisons in the same order as a recursive walk. When the walk
 // can't get memory for trees deeper than it keeps on the stack, the answer
