@@ -113,6 +113,7 @@ char SimpleEscape(char c) {
 // copied once and decoded in place.
 bool DecodeString(const char* first, const char* last, TavString* out) {
     if (TavStringAssignRange(out, first, last) == nullptr) return false;
+    if (first == last) return true;  // an empty string may point at static text
     const char* in = out->buf;
     const char* end = out->buf + out->size;
     char* put = out->buf;
@@ -324,7 +325,7 @@ private:
     bool Push(FrameKind kind, const char* memberAt);
     bool OpenObject(Step* step);
     bool OpenArray(Step* step);
-    FrameKind KindOfObject(const char* at);
+    FrameKind KindOfObject();
     bool FirstMember(char close, Step* step);
     bool ResolutionAhead() const;
     bool Close();
@@ -487,14 +488,14 @@ bool JsonReader::ReadTypedScalar() {
     if (f.kind == FrameKind::Resolution) {
         bool integer = false;
         if (*first == '"' || *first == 't' || *first == 'f' || *first == 'n' || (ScanNumber(first, &integer), !integer))
-            return Fail(first, "width and height must be integers");
+            return Fail(f.memberAt, "width and height must be integers");
         const Integer n = ParseInteger(first, last);
-        if (n.overflow || (n.negative && n.magnitude != 0)) return Fail(first, "width or height out of range");
+        if (n.overflow || (n.negative && n.magnitude != 0)) return Fail(f.memberAt, "width or height out of range");
         (f.key == kWidth ? f.value.u.res.width : f.value.u.res.height) = n.magnitude;
         return true;
     }
     if (f.key == kType) {
-        if (*first != '"') return Fail(first, "the type must be a string");
+        if (*first != '"') return Fail(f.memberAt, "the type must be a string");
         f.typeAt = first + 1;
     } else {
         f.scalarAt = first;
@@ -540,12 +541,12 @@ bool JsonReader::ReadKeyOfWrapper(Frame& f, const char* first, const char* last)
     const unsigned char allowed = f.kind == FrameKind::Typed ? kType | kValue : kWidth | kHeight;
     for (const auto& k : kKeys) {
         if (!SameWord(&scratch_, k.word) || (allowed & k.key) == 0) continue;
-        if ((f.seen & k.key) != 0) return Fail(first, "duplicate member in a typed value");
+        if ((f.seen & k.key) != 0) return Fail(f.memberAt, "duplicate member in a typed value");
         f.key = k.key;
         f.seen |= k.key;
         return true;
     }
-    return Fail(first, f.kind == FrameKind::Typed ? "a typed value has only \"type\" and \"value\""
+    return Fail(f.memberAt, f.kind == FrameKind::Typed ? "a typed value has only \"type\" and \"value\""
                                                   : "a resolution has only \"width\" and \"height\"");
 }
 
@@ -584,7 +585,7 @@ bool JsonReader::Read() {
 // A zeroed frame above the top, to be filled and pushed; the depth counts
 // every open object and array.
 bool JsonReader::Push(FrameKind kind, const char* memberAt) {
-    if (frames_.Size() >= options_.maxDepth) return Fail(p_, "nested too deeply");
+    if (frames_.Size() >= options_.maxDepth) return Fail(p_ - 1, "nested too deeply");
     if (!frames_.Reserve()) return NoMemory();
     Frame& f = frames_.Above();
     std::memset(static_cast<void*>(&f), 0, sizeof f);
@@ -597,12 +598,12 @@ bool JsonReader::Push(FrameKind kind, const char* memberAt) {
 // What an object at `at` is: a bag in the plain style and at the top; in the
 // typed style a member or element is a wrapper, and a wrapper's value a
 // resolution or a bag by its shape. Null kind (Typed with failure) on error.
-FrameKind JsonReader::KindOfObject(const char* at) {
+FrameKind JsonReader::KindOfObject() {
     if (!Typed() || frames_.Empty()) return FrameKind::Object;
     const Frame& top = frames_.Top();
-    if (top.kind == FrameKind::Resolution) return Fail(at, "width and height must be integers"), top.kind;
+    if (top.kind == FrameKind::Resolution) return Fail(top.memberAt, "width and height must be integers"), top.kind;
     if (top.kind != FrameKind::Typed) return FrameKind::Typed;
-    if (top.key == kType) return Fail(at, "the type must be a string"), top.kind;
+    if (top.key == kType) return Fail(top.memberAt, "the type must be a string"), top.kind;
     return ResolutionAhead() ? FrameKind::Resolution : FrameKind::Object;
 }
 
@@ -622,10 +623,12 @@ bool JsonReader::ResolutionAhead() const {
 
 bool JsonReader::OpenObject(Step* step) {
     const char* at = p_++;
-    const FrameKind kind = KindOfObject(at);
+    const FrameKind kind = KindOfObject();
     if (message_ != nullptr) return false;
-    const bool member = !frames_.Empty() && frames_.Top().kind == FrameKind::Object;
-    if (!Push(kind, member ? keyAt_ : at)) return false;
+    // Errors of a typed value point at the member it belongs to.
+    const FrameKind below = frames_.Empty() ? FrameKind::Array : frames_.Top().kind;
+    const char* memberAt = below == FrameKind::Object ? keyAt_ : at;
+    if (!Push(kind, below == FrameKind::Typed ? frames_.Top().memberAt : memberAt)) return false;
     Frame& f = frames_.Above();
     if (kind == FrameKind::Object) {
         // A bag's record comes from the bag's allocator, as a value holds it.
@@ -644,9 +647,13 @@ bool JsonReader::OpenObject(Step* step) {
 
 bool JsonReader::OpenArray(Step* step) {
     const char* at = p_++;
-    if (Typed() && (frames_.Top().kind != FrameKind::Typed || frames_.Top().key != kValue))
-        return Fail(at, frames_.Top().kind == FrameKind::Typed ? "the type must be a string"
-                                                              : "a typed value must be an object");
+    const Frame& top = frames_.Top();
+    if (Typed() && top.kind == FrameKind::Typed && top.key != kValue)
+        return Fail(top.memberAt, "the type must be a string");
+    if (Typed() && top.kind != FrameKind::Typed)
+        return Fail(top.kind == FrameKind::Resolution ? top.memberAt : at,
+                    top.kind == FrameKind::Resolution ? "width and height must be integers"
+                                                      : "a typed value must be an object");
     const bool member = frames_.Top().kind == FrameKind::Object;
     if (!Push(FrameKind::Array, member ? keyAt_ : at)) return false;
     Frame& f = frames_.Above();
