@@ -18,8 +18,10 @@
 // shape ('[' a vector; '{' a bag, or a resolution when its first member is a
 // number) and checked against the word at the close.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <iterator>
+#include <limits>
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
@@ -96,15 +98,24 @@ char* PutUtf8(char* out, unsigned long c) {
 
 char SimpleEscape(char c) {
     switch (c) {
-        case '"': return '"';
-        case '\\': return '\\';
-        case '/': return '/';
-        case 'b': return '\b';
-        case 'f': return '\f';
-        case 'n': return '\n';
-        case 'r': return '\r';
-        case 't': return '\t';
-        default: return 0;
+        case '"':
+            return '"';
+        case '\\':
+            return '\\';
+        case '/':
+            return '/';
+        case 'b':
+            return '\b';
+        case 'f':
+            return '\f';
+        case 'n':
+            return '\n';
+        case 'r':
+            return '\r';
+        case 't':
+            return '\t';
+        default:
+            return 0;
     }
 }
 
@@ -127,7 +138,8 @@ bool DecodeString(const char* first, const char* last, TavString* out) {
             unsigned long c = static_cast<unsigned long>(Hex4(in + 2, end));
             in += 6;
             if (IsHighSurrogate(static_cast<long>(c))) {
-                c = 0x10000 + ((c - 0xD800) << 10) + (static_cast<unsigned long>(Hex4(in + 2, end)) - 0xDC00);
+                c = 0x10000 + ((c - 0xD800) << 10) +
+                    (static_cast<unsigned long>(Hex4(in + 2, end)) - 0xDC00);
                 in += 6;
             }
             put = PutUtf8(put, c);
@@ -211,33 +223,50 @@ bool IsPointerWord(const TavString* w) {
 // largest value; false for the other kinds.
 bool IntegerRange(TavPropertyValueType kind, TavUint64* negMax, TavUint64* posMax) {
     switch (kind) {
-        case TAV_PROPERTYVALUE_TYPE_Int: *negMax = Magnitude(-2147483647 - 1), *posMax = 2147483647; return true;
-        case TAV_PROPERTYVALUE_TYPE_Int16: *negMax = 32768, *posMax = 32767; return true;
+        case TAV_PROPERTYVALUE_TYPE_Int:
+            *negMax = Magnitude(-2147483647 - 1), *posMax = 2147483647;
+            return true;
+        case TAV_PROPERTYVALUE_TYPE_Int16:
+            *negMax = 32768, *posMax = 32767;
+            return true;
         case TAV_PROPERTYVALUE_TYPE_Int64:
         case TAV_PROPERTYVALUE_TYPE_Time:
             *negMax = Magnitude(INT64_MIN), *posMax = INT64_MAX;
             return true;
-        case TAV_PROPERTYVALUE_TYPE_Uint: *negMax = 0, *posMax = 0xFFFFFFFFu; return true;
-        case TAV_PROPERTYVALUE_TYPE_Uint16: *negMax = 0, *posMax = 0xFFFF; return true;
+        case TAV_PROPERTYVALUE_TYPE_Uint:
+            *negMax = 0, *posMax = 0xFFFFFFFFu;
+            return true;
+        case TAV_PROPERTYVALUE_TYPE_Uint16:
+            *negMax = 0, *posMax = 0xFFFF;
+            return true;
         case TAV_PROPERTYVALUE_TYPE_Uint64:
         case TAV_PROPERTYVALUE_TYPE_SizeT:
             *negMax = 0, *posMax = UINT64_MAX;
             return true;
-        default: return false;
+        default:
+            return false;
     }
 }
 
 TavPropertyValue* ConstructInteger(TavPropertyValue* v, TavPropertyValueType kind, TavInt64 n,
                                    TavBool settable) {
     switch (kind) {
-        case TAV_PROPERTYVALUE_TYPE_Int: return TavPropertyValueConstructInt(v, static_cast<TavInt>(n), settable);
-        case TAV_PROPERTYVALUE_TYPE_Int16: return TavPropertyValueConstructInt16(v, static_cast<TavInt16>(n), settable);
-        case TAV_PROPERTYVALUE_TYPE_Int64: return TavPropertyValueConstructInt64(v, n, settable);
-        case TAV_PROPERTYVALUE_TYPE_Time: return TavPropertyValueConstructTime(v, n, settable);
-        case TAV_PROPERTYVALUE_TYPE_Uint: return TavPropertyValueConstructUint(v, static_cast<TavUint>(n), settable);
-        case TAV_PROPERTYVALUE_TYPE_Uint16: return TavPropertyValueConstructUint16(v, static_cast<TavUint16>(n), settable);
-        case TAV_PROPERTYVALUE_TYPE_Uint64: return TavPropertyValueConstructUint64(v, static_cast<TavUint64>(n), settable);
-        default: return TavPropertyValueConstructSizeT(v, static_cast<TavSizeT>(n), settable);
+        case TAV_PROPERTYVALUE_TYPE_Int:
+            return TavPropertyValueConstructInt(v, static_cast<TavInt>(n), settable);
+        case TAV_PROPERTYVALUE_TYPE_Int16:
+            return TavPropertyValueConstructInt16(v, static_cast<TavInt16>(n), settable);
+        case TAV_PROPERTYVALUE_TYPE_Int64:
+            return TavPropertyValueConstructInt64(v, n, settable);
+        case TAV_PROPERTYVALUE_TYPE_Time:
+            return TavPropertyValueConstructTime(v, n, settable);
+        case TAV_PROPERTYVALUE_TYPE_Uint:
+            return TavPropertyValueConstructUint(v, static_cast<TavUint>(n), settable);
+        case TAV_PROPERTYVALUE_TYPE_Uint16:
+            return TavPropertyValueConstructUint16(v, static_cast<TavUint16>(n), settable);
+        case TAV_PROPERTYVALUE_TYPE_Uint64:
+            return TavPropertyValueConstructUint64(v, static_cast<TavUint64>(n), settable);
+        default:
+            return TavPropertyValueConstructSizeT(v, static_cast<TavSizeT>(n), settable);
     }
 }
 
@@ -254,12 +283,12 @@ enum Key : unsigned char { kNone = 0, kType = 1, kValue = 2, kWidth = 4, kHeight
 // width and height.
 struct Frame {
     FrameKind kind;
-    bool owns;          // value must be destroyed with the frame
-    unsigned char key;  // Typed, Resolution: the member being read
-    unsigned char seen; // Typed, Resolution: the members read
-    const char* memberAt; // where the member or element held by this frame began
-    const char* typeAt;   // Typed: the type word's token (after its quote)
-    const char* scalarAt; // Typed: a scalar V's token
+    bool owns;             // value must be destroyed with the frame
+    unsigned char key;     // Typed, Resolution: the member being read
+    unsigned char seen;    // Typed, Resolution: the members read
+    const char* memberAt;  // where the member or element held by this frame began
+    const char* typeAt;    // Typed: the type word's token (after its quote)
+    const char* scalarAt;  // Typed: a scalar V's token
     TavString name;
     TavPropertyValue value;
 };
@@ -309,7 +338,7 @@ private:
     const char* ScanString(const char* s);
     const char* ScanNumber(const char* s, bool* integer);
     const char* ScanWord(const char* s, const char* word);
-    const char* ScanScalar(const char* s);
+    const char* ScanScalar(const char* s, bool* integer);
 
     // values
     enum class Step { Value, Next, Done };
@@ -359,7 +388,8 @@ const char* JsonReader::ScanEscape(const char* s) {
     if (c < 0) return Fail(s, "bad \\u escape"), nullptr;
     if (IsLowSurrogate(c)) return Fail(s, "lone surrogate"), nullptr;
     if (!IsHighSurrogate(c)) return s + 6;
-    const bool paired = end_ - s >= 12 && s[6] == '\\' && s[7] == 'u' && IsLowSurrogate(Hex4(s + 8, end_));
+    const bool paired =
+        end_ - s >= 12 && s[6] == '\\' && s[7] == 'u' && IsLowSurrogate(Hex4(s + 8, end_));
     return paired ? s + 12 : (Fail(s, "lone surrogate"), nullptr);
 }
 
@@ -413,15 +443,22 @@ const char* JsonReader::ScanWord(const char* s, const char* word) {
     return s + n;
 }
 
-// Any scalar token at s; past it, or null.
-const char* JsonReader::ScanScalar(const char* s) {
-    bool integer = false;
+// Any scalar token at s; past it, or null. integer tells a number without
+// fraction or exponent.
+const char* JsonReader::ScanScalar(const char* s, bool* integer) {
+    *integer = false;
     switch (*s) {
-        case '"': return ScanString(s + 1);
-        case 't': return ScanWord(s, "true");
-        case 'f': return ScanWord(s, "false");
-        case 'n': return ScanWord(s, "null");
-        default: return *s == '-' || IsDigit(*s) ? ScanNumber(s, &integer) : (Fail(s, "unexpected character"), nullptr);
+        case '"':
+            return ScanString(s + 1);
+        case 't':
+            return ScanWord(s, "true");
+        case 'f':
+            return ScanWord(s, "false");
+        case 'n':
+            return ScanWord(s, "null");
+        default:
+            if (*s == '-' || IsDigit(*s)) return ScanNumber(s, integer);
+            return Fail(s, "unexpected character"), nullptr;
     }
 }
 
@@ -429,10 +466,12 @@ const char* JsonReader::ScanScalar(const char* s) {
 
 // An integer literal is an Int64 when it fits, else a Uint64, else a Float64;
 // any other number is a Float64, the nearest double (infinity beyond range).
-bool JsonReader::MakeNumber(const char* first, const char* last, bool integer, TavPropertyValue* v) {
+bool JsonReader::MakeNumber(const char* first, const char* last, bool integer,
+                            TavPropertyValue* v) {
     if (integer) {
         const Integer n = ParseInteger(first, last);
-        if (!n.overflow && n.magnitude <= (n.negative ? Magnitude(INT64_MIN) : TavUint64{INT64_MAX}))
+        if (!n.overflow &&
+            n.magnitude <= (n.negative ? Magnitude(INT64_MIN) : TavUint64{INT64_MAX}))
             return TavPropertyValueConstructInt64(v, Signed(n), LeafSettable()) != nullptr;
         if (!n.overflow && !n.negative)
             return TavPropertyValueConstructUint64(v, n.magnitude, LeafSettable()) != nullptr;
@@ -446,7 +485,8 @@ bool JsonReader::MakeNumber(const char* first, const char* last, bool integer, T
 
 bool JsonReader::ReadPlainScalar() {
     const char* first = p_;
-    const char* last = ScanScalar(first);
+    bool integer = false;
+    const char* last = ScanScalar(first, &integer);
     if (last == nullptr) return false;
     p_ = last;
     TavPropertyValue v;
@@ -456,7 +496,9 @@ bool JsonReader::ReadPlainScalar() {
             TavPropertyValueConstructVoidPtr(&v, nullptr, LeafSettable());
             break;
         case 't':
-        case 'f': TavPropertyValueConstructBool(&v, *first == 't', LeafSettable()); break;
+        case 'f':
+            TavPropertyValueConstructBool(&v, *first == 't', LeafSettable());
+            break;
         case '"':
             v.settable = LeafSettable();
             v.type = TAV_PROPERTYVALUE_TYPE_String;
@@ -466,11 +508,8 @@ bool JsonReader::ReadPlainScalar() {
                 return NoMemory();
             }
             break;
-        default: {
-            bool integer = false;
-            ScanNumber(first, &integer);
+        default:
             if (!MakeNumber(first, last, integer, &v)) return false;
-        }
     }
     return Deliver(&v);
 }
@@ -482,15 +521,14 @@ bool JsonReader::ReadTypedScalar() {
     const char* first = p_;
     if (f.kind == FrameKind::Object || f.kind == FrameKind::Array)
         return Fail(first, "a typed value must be an object");
-    const char* last = ScanScalar(first);
+    bool integer = false;
+    const char* last = ScanScalar(first, &integer);
     if (last == nullptr) return false;
     p_ = last;
     if (f.kind == FrameKind::Resolution) {
-        bool integer = false;
-        if (*first == '"' || *first == 't' || *first == 'f' || *first == 'n' || (ScanNumber(first, &integer), !integer))
-            return Fail(f.memberAt, "width and height must be integers");
         const Integer n = ParseInteger(first, last);
-        if (n.overflow || (n.negative && n.magnitude != 0)) return Fail(f.memberAt, "width or height out of range");
+        if (!integer || n.overflow || (n.negative && n.magnitude != 0))
+            return Fail(f.memberAt, "width and height must be sizes");
         (f.key == kWidth ? f.value.u.res.width : f.value.u.res.height) = n.magnitude;
         return true;
     }
@@ -546,8 +584,9 @@ bool JsonReader::ReadKeyOfWrapper(Frame& f, const char* first, const char* last)
         f.seen |= k.key;
         return true;
     }
-    return Fail(f.memberAt, f.kind == FrameKind::Typed ? "a typed value has only \"type\" and \"value\""
-                                                  : "a resolution has only \"width\" and \"height\"");
+    return Fail(f.memberAt, f.kind == FrameKind::Typed
+                                ? "a typed value has only \"type\" and \"value\""
+                                : "a resolution has only \"width\" and \"height\"");
 }
 
 // After a whole value: ',' and the next member or element, or the close of
@@ -601,7 +640,8 @@ bool JsonReader::Push(FrameKind kind, const char* memberAt) {
 FrameKind JsonReader::KindOfObject() {
     if (!Typed() || frames_.Empty()) return FrameKind::Object;
     const Frame& top = frames_.Top();
-    if (top.kind == FrameKind::Resolution) return Fail(top.memberAt, "width and height must be integers"), top.kind;
+    if (top.kind == FrameKind::Resolution)
+        return Fail(top.memberAt, "width and height must be sizes"), top.kind;
     if (top.kind != FrameKind::Typed) return FrameKind::Typed;
     if (top.key == kType) return Fail(top.memberAt, "the type must be a string"), top.kind;
     return ResolutionAhead() ? FrameKind::Resolution : FrameKind::Object;
@@ -614,8 +654,9 @@ bool JsonReader::ResolutionAhead() const {
     while (q < end_ && IsWhite(*q)) ++q;
     if (q == end_ || *q != '"') return false;
     for (++q; q < end_ && *q != '"'; ++q) {
-        if (*q == '\\') ++q;
+        if (*q == '\\' && q + 1 < end_) ++q;
     }
+    if (q == end_) return false;
     for (++q; q < end_ && (IsWhite(*q) || *q == ':'); ++q) {
     }
     return q < end_ && (*q == '-' || IsDigit(*q));
@@ -652,7 +693,7 @@ bool JsonReader::OpenArray(Step* step) {
         return Fail(top.memberAt, "the type must be a string");
     if (Typed() && top.kind != FrameKind::Typed)
         return Fail(top.kind == FrameKind::Resolution ? top.memberAt : at,
-                    top.kind == FrameKind::Resolution ? "width and height must be integers"
+                    top.kind == FrameKind::Resolution ? "width and height must be sizes"
                                                       : "a typed value must be an object");
     const bool member = frames_.Top().kind == FrameKind::Object;
     if (!Push(FrameKind::Array, member ? keyAt_ : at)) return false;
@@ -726,7 +767,8 @@ bool JsonReader::Deliver(TavPropertyValue* v) {
 // The value of a closed wrapper, by its type word; errors point at the
 // member (or element) the wrapper is the value of.
 bool JsonReader::FinishTyped(Frame& f, TavPropertyValue* v) {
-    if (f.seen != (kType | kValue)) return Fail(f.memberAt, "a typed value needs \"type\" and \"value\"");
+    if (f.seen != (kType | kValue))
+        return Fail(f.memberAt, "a typed value needs \"type\" and \"value\"");
     const char* typeEnd = ScanString(f.typeAt);
     if (!DecodeString(f.typeAt, typeEnd - 1, &scratch_)) return NoMemory();
     if (IsPointerWord(&scratch_)) return Fail(f.memberAt, "pointer kinds can't be read");
@@ -735,8 +777,11 @@ bool JsonReader::FinishTyped(Frame& f, TavPropertyValue* v) {
         const bool composite = w.kind == TAV_PROPERTYVALUE_TYPE_Properties ||
                                w.kind == TAV_PROPERTYVALUE_TYPE_Vector ||
                                w.kind == TAV_PROPERTYVALUE_TYPE_Resolution;
-        if (!composite) return f.scalarAt != nullptr ? MakeTypedScalar(f, w.kind, v) : Fail(f.memberAt, "value does not fit its type");
-        if (!f.owns || f.value.type != w.kind) return Fail(f.memberAt, "value does not fit its type");
+        if (!composite)
+            return f.scalarAt != nullptr ? MakeTypedScalar(f, w.kind, v)
+                                         : Fail(f.memberAt, "value does not fit its type");
+        if (!f.owns || f.value.type != w.kind)
+            return Fail(f.memberAt, "value does not fit its type");
         *v = f.value;
         f.owns = false;
         return true;
@@ -746,7 +791,8 @@ bool JsonReader::FinishTyped(Frame& f, TavPropertyValue* v) {
 
 bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavPropertyValue* v) {
     const char* s = f.scalarAt;
-    const char* last = ScanScalar(s);
+    bool integer = false;
+    const char* last = ScanScalar(s, &integer);
     const bool isString = *s == '"';
     switch (kind) {
         case TAV_PROPERTYVALUE_TYPE_Bool:
@@ -754,21 +800,24 @@ bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavP
             TavPropertyValueConstructBool(v, *s == 't', LeafSettable());
             return true;
         case TAV_PROPERTYVALUE_TYPE_Float32:
-        case TAV_PROPERTYVALUE_TYPE_Float64: return MakeTypedFloat(f, kind, v);
+        case TAV_PROPERTYVALUE_TYPE_Float64:
+            return MakeTypedFloat(f, kind, v);
         case TAV_PROPERTYVALUE_TYPE_String:
         case TAV_PROPERTYVALUE_TYPE_MediaFormat: {
             if (!isString) break;
             if (!DecodeString(s + 1, last - 1, &scratch_)) return NoMemory();
             if (kind == TAV_PROPERTYVALUE_TYPE_String)
-                return TavPropertyValueConstructString(v, &scratch_, LeafSettable()) != nullptr || NoMemory();
+                return TavPropertyValueConstructString(v, &scratch_, LeafSettable()) != nullptr ||
+                       NoMemory();
             if (scratch_.size != 4) return Fail(f.memberAt, "a media format has 4 characters");
             const char* c = scratch_.buf;
-            TavPropertyValueConstructMediaFormat(v, TAV_MEDIAFORMAT_FOURCC(c[0], c[1], c[2], c[3]), LeafSettable());
+            TavPropertyValueConstructMediaFormat(v, TAV_MEDIAFORMAT_FOURCC(c[0], c[1], c[2], c[3]),
+                                                 LeafSettable());
             return true;
         }
-        default: return MakeTypedInteger(f, kind, v);
+        default:
+            return MakeTypedInteger(f, kind, v);
     }
-    (void)last;
     return Fail(f.memberAt, "value does not fit its type");
 }
 
@@ -783,9 +832,12 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
         static constexpr struct {
             const char* word;
             TavFloat64 value;
-        } kSpecial[] = {{"NaN", __builtin_nan("")}, {"Infinity", __builtin_inf()}, {"-Infinity", -__builtin_inf()}};
-        const auto* found = std::find_if(std::begin(kSpecial), std::end(kSpecial),
-                                         [this](const auto& w) { return SameWord(&scratch_, w.word); });
+        } kSpecial[] = {{"NaN", std::numeric_limits<TavFloat64>::quiet_NaN()},
+                        {"Infinity", std::numeric_limits<TavFloat64>::infinity()},
+                        {"-Infinity", -std::numeric_limits<TavFloat64>::infinity()}};
+        const auto* found =
+            std::find_if(std::begin(kSpecial), std::end(kSpecial),
+                         [this](const auto& w) { return SameWord(&scratch_, w.word); });
         if (found == std::end(kSpecial)) return Fail(f.memberAt, "value does not fit its type");
         x = found->value;
     } else {
@@ -795,9 +847,11 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
         x = v->u.f64;
     }
     const bool single = kind == TAV_PROPERTYVALUE_TYPE_Float32;
-    if (single && x == x && x - x == 0 && (x > 3.4028234663852886e38 || x < -3.4028234663852886e38))
+    if (single && std::isfinite(x) && std::fabs(x) > std::numeric_limits<TavFloat32>::max())
         return Fail(f.memberAt, "number out of range of its type");
-    if (single) return TavPropertyValueConstructFloat32(v, static_cast<TavFloat32>(x), LeafSettable()) != nullptr;
+    if (single)
+        return TavPropertyValueConstructFloat32(v, static_cast<TavFloat32>(x), LeafSettable()) !=
+               nullptr;
     return TavPropertyValueConstructFloat64(v, x, LeafSettable()) != nullptr;
 }
 
