@@ -634,9 +634,10 @@ bool JsonReader::Push(FrameKind kind, const char* memberAt) {
     return true;
 }
 
-// What an object at `at` is: a bag in the plain style and at the top; in the
-// typed style a member or element is a wrapper, and a wrapper's value a
-// resolution or a bag by its shape. Null kind (Typed with failure) on error.
+// What the object just opened is: a bag in the plain style and at the top;
+// in the typed style a member or element is a wrapper, and a wrapper's value
+// a resolution or a bag by its shape. Where no object may stand, the failure
+// is recorded (the kind returned then does not matter).
 FrameKind JsonReader::KindOfObject() {
     if (!Typed() || frames_.Empty()) return FrameKind::Object;
     const Frame& top = frames_.Top();
@@ -678,6 +679,10 @@ bool JsonReader::OpenObject(Step* step) {
         f.value.type = TAV_PROPERTYVALUE_TYPE_Properties;
         f.value.settable = TAV_TRUE;  // nested bags read from text may be changed
         f.value.u.p = TavPropertiesConstructDefault(static_cast<TavProperties*>(storage), alloc_);
+        if (f.value.u.p == nullptr) {
+            TavAllocatorDeallocate(alloc_, storage, sizeof(TavProperties));
+            return NoMemory();
+        }
     }
     if (kind == FrameKind::Resolution)
         TavPropertyValueConstructResolution(&f.value, TavResolution{}, LeafSettable());
