@@ -40,24 +40,20 @@ typedef struct TavTextError_ {
     const char* message;
 } TavTextError;
 
-/* Reads a JSON text of exactly length bytes (RFC 8259; its top level an
- * object, UTF-8) into x: the text is read whole into a bag of its own from
- * x's allocator first, so on any failure x is untouched and no listener is
- * called; then each top-level member is set by name (TavPropertiesSetProperty
- * under x's lock: listeners hear it, a present entry is assigned, one that is
- * not settable keeps its value, which is no failure). Names are never paths.
- * Plain style: object -> nested bag (settable), array -> Vector, string,
- * true/false -> Bool, integer -> Int64, else Uint64, else Float64, other
- * numbers -> Float64 (infinity beyond range); null leaves a member out and
- * is a VoidPtr NULL in an array; of duplicate names the last wins. Typed
- * style: each value {"type":WORD,"value":V} as the writer's typed form, kept
- * kind and width (range-checked); pointer kinds are refused. Leaves are
- * settable unless options->readOnly. Nesting beyond options->maxDepth (0:
- * 10000 levels of objects and arrays, the top object included) fails. error
- * may be NULL; on failure it gets the offset, line and column of the fault
- * (of the member's name for a refused typed value) and a static message.
- * Only a lack of memory while setting the members can leave x with some of
- * them set (the members before it, in name order). */
+/* Reads length bytes of JSON (RFC 8259, UTF-8, an object at the top) into x.
+ * The text is read whole first, with x's allocator: a refused text leaves x
+ * untouched and tells no listener. Then each top-level member is Set by name
+ * (never a path) under x's lock: listeners hear it, a present entry is
+ * assigned, one not settable keeps its value (no failure). Plain: object ->
+ * settable bag, array -> Vector, integer -> Int64, else Uint64, else Float64
+ * (as other numbers; infinity beyond range), null -> member left out, VoidPtr
+ * NULL in an array; the last of duplicate names wins. Typed: the writer's
+ * {"type":WORD,"value":V} per value, kind and width kept, pointers refused.
+ * Leaves settable unless options->readOnly; maxDepth 0 is 10000 levels of
+ * objects and arrays. error (may be NULL) gets offset, line, column (of the
+ * member for a refused typed value) and a static message. Only no memory in
+ * the Sets leaves x changed: earlier members set, the current one as the
+ * failed Set leaves it. */
 TAV_API TavBool TavPropertiesReadJson(TavProperties* x, const char* text, TavSizeT length,
                                       const TavJsonOptions* options, TavTextError* error);
 
