@@ -95,12 +95,17 @@ void BM_ToXml(benchmark::State& state) {
 }
 BENCHMARK(BM_ToXml)->Unit(benchmark::kMillisecond);
 
+TavBool ReadOneLine(TavProperties* bag, const std::string& text) {
+    return TavPropertiesReadFromString(bag, text.c_str());
+}
+
 // Reading into a fresh bag each time; its destruction is left out of the time.
-void ReadEachTime(benchmark::State& state, const std::string& text) {
+void ReadEachTime(benchmark::State& state, const std::string& text,
+                  TavBool (*read)(TavProperties*, const std::string&) = ReadOneLine) {
     for (auto _ : state) {
         TavProperties bag;
         TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
-        benchmark::DoNotOptimize(TavPropertiesReadFromString(&bag, text.c_str()));
+        benchmark::DoNotOptimize(read(&bag, text));
         state.PauseTiming();
         TavPropertiesDestruct(&bag);
         state.ResumeTiming();
@@ -111,6 +116,22 @@ void ReadEachTime(benchmark::State& state, const std::string& text) {
 
 void BM_ReadFromString(benchmark::State& state) { ReadEachTime(state, Shared().text()); }
 BENCHMARK(BM_ReadFromString)->Unit(benchmark::kMillisecond);
+
+// The bag's JSON (its typed values are valid JSON for this data) read back
+// with the standard reader in the typed style.
+void BM_ReadJsonTyped(benchmark::State& state) {
+    TavString json;
+    TavStringConstructDefault(&json, TavAllocatorGetDefault());
+    TavPropertiesToJson(Shared().bag(), &json);
+    const std::string text(TavStringCStr(&json), TavStringSize(&json));
+    TavStringDestruct(&json);
+    ReadEachTime(state, text, [](TavProperties* bag, const std::string& t) {
+        TavJsonOptions options{};
+        options.style = TAV_JSON_TYPED;
+        return TavPropertiesReadJson(bag, t.data(), t.size(), &options, nullptr);
+    });
+}
+BENCHMARK(BM_ReadJsonTyped)->Unit(benchmark::kMillisecond);
 
 // "a{a{...a{a=1}...}}" with range(0) levels of braces: the cost of deep input,
 // which should grow in proportion to the depth.

@@ -40,6 +40,23 @@ typedef struct TavTextError_ {
     const char* message;
 } TavTextError;
 
+/* Reads length bytes of JSON (RFC 8259, UTF-8, an object at the top) into x.
+ * The text is read whole first, with x's allocator: a refused text leaves x
+ * untouched and tells no listener. Then each top-level member is Set by name
+ * (never a path) under x's lock: listeners hear it, a present entry is
+ * assigned, one not settable keeps its value (no failure). Plain: object ->
+ * settable bag, array -> Vector, integer -> Int64, else Uint64, else Float64
+ * (as other numbers; infinity beyond range), null -> member left out, VoidPtr
+ * NULL in an array; the last of duplicate names wins. Typed: the writer's
+ * {"type":WORD,"value":V} per value, kind and width kept, pointers refused.
+ * Leaves settable unless options->readOnly; maxDepth 0 is 10000 levels of
+ * objects and arrays. error (may be NULL) gets offset, line, column (of the
+ * member for a refused typed value) and a static message. Only no memory in
+ * the Sets leaves x changed: earlier members set, the current one as the
+ * failed Set leaves it. */
+TAV_API TavBool TavPropertiesReadJson(TavProperties* x, const char* text, TavSizeT length,
+                                      const TavJsonOptions* options, TavTextError* error);
+
 TAV_EXTERN_C_END
 
 #endif

@@ -14,11 +14,10 @@
 #include <cstring>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/detail/TavTakenEntry.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
 
 namespace {
-
-using Node = TavMap_TavString__TavPropertyValue_Node;
 
 TavAllocator* ReaderAllocator() { return TavAllocatorGetDefault(); }
 
@@ -55,40 +54,16 @@ void DeleteBag(TavProperties* bag) {
     TavAllocatorDeallocate(ReaderAllocator(), bag, sizeof(TavProperties));
 }
 
-// Links a filled node whose name the map does not hold. The map's end node
-// holds the root in its left link.
-void LinkNode(TavMap_TavString__TavPropertyValue* map, Node* node) {
-    node->left = node->right = nullptr;
-    node->height = 1;
-    if (map->end.left == nullptr) {
-        map->end.left = node;
-        node->parent = &map->end;
-        node->pPtr = &map->end.left;
-    } else {
-        TavMap_TavString__TavPropertyValue_NodeInsert(map->end.left, node);
-    }
-    ++map->size;
-}
-
 // Adds an entry to a bag that only the reader sees, without copying: the node
 // takes v as it is and the text of name (name is left empty). A name already
 // present keeps its value and v is destroyed, as an add would leave it; so is
 // v when the node can't be had.
 void InsertTaken(TavProperties* bag, TavString* name, TavPropertyValue* v) {
-    TavMap_TavString__TavPropertyValue* map = &bag->map;
-    Node* root = map->end.left;
-    const bool present =
-        root != nullptr && TavMap_TavString__TavPropertyValue_NodeFind(root, name) != nullptr;
-    void* storage = present ? nullptr : TavAllocatorAllocate(map->alloc, sizeof(Node));
-    if (storage == nullptr) {
+    if (tav::FindNode(&bag->map, name) != nullptr) {
         TavPropertyValueDestruct(v);
         return;
     }
-    auto* node = static_cast<Node*>(storage);
-    TavStringConstructDefault(&node->value.first, name->allocator);
-    TavStringMove(&node->value.first, name);  // one allocator: takes the buffer, can't fail
-    node->value.second = *v;
-    LinkNode(map, node);
+    tav::LinkTaken(&bag->map, name, v);
 }
 
 // The caller's bag gets each entry through the typed add of its kind, which

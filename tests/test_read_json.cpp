@@ -1,0 +1,483 @@
+#include <gtest/gtest.h>
+
+#include <charconv>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "CountingAllocator.hpp"
+#include "text_support.hpp"
+
+namespace {
+
+using namespace texttest;
+
+std::string Show(const TavProperties* bag);
+
+std::string Num(double f) {
+    char buf[40];
+    *std::to_chars(buf, buf + 39, f).ptr = 0;
+    return buf;
+}
+
+// A value as "kind:payload", "~" after the kind when it is not settable.
+std::string Show(const TavPropertyValue& v) {
+    std::string ro = v.settable ? ":" : "~";
+    switch (v.type) {
+        case TAV_PROPERTYVALUE_TYPE_Bool:
+            return "b" + ro + (v.u.b ? "1" : "0");
+        case TAV_PROPERTYVALUE_TYPE_Int:
+            return "i" + ro + std::to_string(v.u.i);
+        case TAV_PROPERTYVALUE_TYPE_Int16:
+            return "i16" + ro + std::to_string(v.u.i16);
+        case TAV_PROPERTYVALUE_TYPE_Int64:
+            return "i64" + ro + std::to_string(v.u.i64);
+        case TAV_PROPERTYVALUE_TYPE_Uint:
+            return "u" + ro + std::to_string(v.u.ui);
+        case TAV_PROPERTYVALUE_TYPE_Uint16:
+            return "u16" + ro + std::to_string(v.u.ui16);
+        case TAV_PROPERTYVALUE_TYPE_Uint64:
+            return "u64" + ro + std::to_string(v.u.ui64);
+        case TAV_PROPERTYVALUE_TYPE_SizeT:
+            return "sz" + ro + std::to_string(v.u.sz);
+        case TAV_PROPERTYVALUE_TYPE_Float32:
+            return "f32" + ro + Num(v.u.f32);
+        case TAV_PROPERTYVALUE_TYPE_Float64:
+            return "f64" + ro + Num(v.u.f64);
+        case TAV_PROPERTYVALUE_TYPE_Time:
+            return "t" + ro + std::to_string(v.u.t);
+        case TAV_PROPERTYVALUE_TYPE_Resolution:
+            return "res" + ro + std::to_string(v.u.res.width) + "x" +
+                   std::to_string(v.u.res.height);
+        case TAV_PROPERTYVALUE_TYPE_MediaFormat:
+            return "fmt" + ro + std::string(reinterpret_cast<const char*>(&v.u.fmt), 4);
+        case TAV_PROPERTYVALUE_TYPE_VoidPtr:
+            return v.u.vp == nullptr ? "null" + ro : "ptr?";
+        case TAV_PROPERTYVALUE_TYPE_String:
+            return "s" + ro + Text(&v.u.s);
+        case TAV_PROPERTYVALUE_TYPE_Properties:
+            return "{" + Show(v.u.p) + "}" + (v.settable ? "" : "~");
+        case TAV_PROPERTYVALUE_TYPE_Vector: {
+            std::string out = "[";
+            for (const TavPropertyValue* e = v.u.vec.begin; e != v.u.vec.end; ++e)
+                out += (e == v.u.vec.begin ? "" : ",") + Show(*e);
+            return out + "]" + (v.settable ? "" : "~");
+        }
+        default:
+            return "?";
+    }
+}
+
+// "name=value;..." in name order.
+std::string Show(const TavProperties* bag) {
+    std::string out;
+    for (auto it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
+         it != TavMap_TavString__TavPropertyValueEndConst(&bag->map);
+         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
+        out += (out.empty() ? "" : ";") + Text(&it->value.first) + "=" + Show(it->value.second);
+    return out;
+}
+
+TavJsonOptions Options(TavJsonStyle style, bool readOnly = false, TavSizeT maxDepth = 0) {
+    TavJsonOptions o;
+    std::memset(&o, 0, sizeof o);
+    o.style = style;
+    o.readOnly = readOnly;
+    o.maxDepth = maxDepth;
+    return o;
+}
+
+bool Read(TavProperties* bag, const std::string& text, TavTextError* error = nullptr,
+          const TavJsonOptions* options = nullptr) {
+    return TavPropertiesReadJson(bag, text.data(), text.size(), options, error);
+}
+
+// ---- the grammar -------------------------------------------------------------
+
+TEST(ReadJsonGrammar, AcceptsExactlyTheTextsOfTheGrammar) {
+    using namespace std::string_literals;
+    // clang-format off
+    struct Case {
+        std::string text;
+        bool ok;
+    } cases[] = {
+        // structure and white space
+        {"{}", true}, {" \t\r\n{ } \n", true}, {"{\"a\":[]}", true}, {"{\"a\":[[],{}]}", true},
+        {"", false}, {"   ", false}, {"{", false}, {"{\"a\":1", false}, {"{\"a\":[1,2}", false},
+        {"{\"a\":{\"b\":1}", false}, {"{\"a\":1,}", false}, {"{\"a\":[1,]}", false},
+        {"{,}", false}, {"{\"a\"}", false}, {"{\"a\" 1}", false}, {"{a:1}", false},
+        {"{\"a\":1}{}", false}, {"{\"a\":1} x", false}, {"{\"a\":1}\0"s, false},
+        {"{\"a\":\0 1}"s, false}, {"{\"a\":1 \f}", false}, {"{\"a\":1,,\"b\":2}", false},
+        {"{'a':1}", false}, {"{\"a\":1]", false}, {"{\"a\":[1}", false},
+        // top levels other than an object
+        {"[]", false}, {"1", false}, {"\"s\"", false}, {"null", false}, {"true", false},
+        // literals
+        {"{\"a\":true,\"b\":false,\"c\":null}", true}, {"{\"a\":tru}", false},
+        {"{\"a\":True}", false}, {"{\"a\":nul}", false}, {"{\"a\":undefined}", false},
+        // numbers
+        {"{\"a\":0,\"b\":-0,\"c\":1.5e10,\"d\":-2E-3,\"e\":1e+2,\"f\":0.0}", true},
+        {"{\"a\":01}", false}, {"{\"a\":-01}", false}, {"{\"a\":+1}", false}, {"{\"a\":.5}", false},
+        {"{\"a\":5.}", false}, {"{\"a\":1e}", false}, {"{\"a\":1e+}", false}, {"{\"a\":-}", false},
+        {"{\"a\":0x10}", false}, {"{\"a\":NaN}", false}, {"{\"a\":Infinity}", false},
+        {"{\"a\":1.e5}", false}, {"{\"a\":- 1}", false},
+        // strings and escapes
+        {R"({"a":"\" \\ \/ \b \f \n \r \t \u00e9 \uD83D\uDE00"})", true},
+        {R"({"a":"\x"})", false}, {R"({"a":"\'"})", false}, {R"({"a":"\u12"})", false},
+        {R"({"a":"\u12G4"})", false}, {R"({"a":"\uD800"})", false}, {R"({"a":"\uDC00"})", false},
+        {R"({"a":"\uD800\u0041"})", false}, {R"({"a":"\uD800x"})", false},
+        {R"({"a":"\uDE00\uD83D"})", false}, {"{\"a\":\"abc}", false}, {"{\"a\":\"\\", false},
+        // raw bytes: UTF-8 only, no control characters
+        {"{\"a\":\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"}", true}, {"{\"\xC3\xA9\":1}", true},
+        {"{\"a\":\"\xC3\"}", false}, {"{\"a\":\"\xC0\xAF\"}", false}, {"{\"a\":\"\xE0\x80\xAF\"}", false},
+        {"{\"a\":\"\xED\xA0\x80\"}", false}, {"{\"a\":\"\xF4\x90\x80\x80\"}", false},
+        {"{\"a\":\"\xFF\"}", false}, {"{\"a\":\"\x80\"}", false}, {"{\"a\":\"\xE2\x82\"}", false},
+        {"{\"a\":\"tab\there\"}", false}, {"{\"a\":\"nl\nhere\"}", false},
+        {"{\"a\":\"\0\"}"s, false}, {"{\"a\":\"\x7F\"}", true},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        Bag bag;
+        TavTextError error{};
+        EXPECT_EQ(Read(bag, c.text, &error), c.ok) << c.text;
+        if (!c.ok) {
+            EXPECT_NE(error.message, nullptr) << c.text;
+            EXPECT_LE(error.offset, c.text.size()) << c.text;
+            EXPECT_EQ(Show(bag), "") << c.text;
+        }
+    }
+}
+
+TEST(ReadJsonGrammar, ErrorsGiveOffsetLineAndColumn) {
+    // clang-format off
+    struct Case {
+        std::string text;
+        TavSizeT offset, line, column;
+    } cases[] = {
+        {"{\"a\":01}", 5, 1, 6},
+        {"{\n  \"a\": 1,\n  \"b\": [1,]\n}", 22, 3, 11},
+        {"{\"a\":\"\\uD800\"}", 6, 1, 7},
+        {"{\"a\":1}\n\n  x", 11, 3, 3},
+        {"[1]", 0, 1, 1},
+        {"{\"a\":\"\xC3(\"}", 6, 1, 7},
+        {"{\"a\":[[[[", 9, 1, 10},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        Bag bag;
+        TavTextError error{};
+        ASSERT_FALSE(Read(bag, c.text, &error)) << c.text;
+        EXPECT_EQ(error.offset, c.offset) << c.text << ": " << error.message;
+        EXPECT_EQ(error.line, c.line) << c.text;
+        EXPECT_EQ(error.column, c.column) << c.text;
+    }
+    Bag bag;
+    EXPECT_FALSE(TavPropertiesReadJson(bag, "{}", 1, nullptr, nullptr));  // length is exact
+    EXPECT_TRUE(TavPropertiesReadJson(bag, "{}garbage", 2, nullptr, nullptr));
+}
+
+// ---- plain style -------------------------------------------------------------
+
+TEST(ReadJsonPlain, MapsEachJsonValueToAKind) {
+    // clang-format off
+    struct Case {
+        const char* value;
+        const char* shown;
+    } cases[] = {
+        {"true", "b:1"}, {"false", "b:0"}, {"\"x\\ny\"", "s:x\ny"}, {"\"\\u00e9\\uD83D\\uDE00\"", "s:\xC3\xA9\xF0\x9F\x98\x80"},
+        {"0", "i64:0"}, {"-0", "i64:0"}, {"-0.0", "f64:-0"}, {"42", "i64:42"},
+        {"9223372036854775807", "i64:9223372036854775807"},
+        {"-9223372036854775808", "i64:-9223372036854775808"},
+        {"9223372036854775808", "u64:9223372036854775808"},
+        {"18446744073709551615", "u64:18446744073709551615"},
+        {"18446744073709551616", "f64:18446744073709551616"},
+        {"-9223372036854775809", "f64:-9223372036854775808"},
+        {"1.5", "f64:1.5"}, {"1e2", "f64:100"}, {"-2.5E-1", "f64:-0.25"},
+        {"1e400", "f64:inf"}, {"-1e400", "f64:-inf"}, {"1e-400", "f64:0"},
+        {"[]", "[]"}, {"[1,\"a\",[true],{}]", "[i64:1,s:a,[b:1],{}]"}, {"[null,1]", "[null:,i64:1]"},
+        {"{}", "{}"}, {"{\"b\":1,\"a\":{\"c\":null}}", "{a={};b=i64:1}"},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        Bag bag;
+        ASSERT_TRUE(Read(bag, std::string("{\"v\":") + c.value + "}")) << c.value;
+        EXPECT_EQ(Show(bag), std::string("v=") + c.shown) << c.value;
+    }
+}
+
+TEST(ReadJsonPlain, NamesNullsDuplicatesAndReadOnly) {
+    using namespace std::string_literals;
+    Bag bag;
+    ASSERT_TRUE(Read(
+        bag, "{\"a.b\":1,\"c[0]\":2,\"\":3,\"n\\u0000m\":4,\"z\":null,\"d\":1,\"d\":\"last\"}"));
+    EXPECT_EQ(Show(bag), "=i64:3;a.b=i64:1;c[0]=i64:2;d=s:last;n\0m=i64:4"s);
+    Bag ro;
+    const TavJsonOptions options = Options(TAV_JSON_PLAIN, true);
+    ASSERT_TRUE(Read(ro, "{\"a\":1,\"b\":{\"c\":[\"x\",null]}}", nullptr, &options));
+    EXPECT_EQ(Show(ro), "a=i64~1;b={c=[s~x,null~]~}");
+}
+
+// ---- typed style -------------------------------------------------------------
+
+TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
+    // clang-format off
+    struct Case {
+        const char* type;
+        const char* value;
+        const char* shown;  // null: refused
+    } cases[] = {
+        {"bool", "true", "b:1"}, {"bool", "1", nullptr},
+        {"int", "-2147483648", "i:-2147483648"}, {"int", "2147483648", nullptr}, {"int", "1.0", nullptr},
+        {"int16", "-32768", "i16:-32768"}, {"int16", "32767", "i16:32767"}, {"int16", "32768", nullptr},
+        {"int16", "-32769", nullptr}, {"int64", "-9223372036854775808", "i64:-9223372036854775808"},
+        {"int64", "9223372036854775808", nullptr}, {"uint", "4294967295", "u:4294967295"},
+        {"uint", "4294967296", nullptr}, {"uint", "-1", nullptr}, {"uint16", "65535", "u16:65535"},
+        {"uint16", "65536", nullptr}, {"uint64", "18446744073709551615", "u64:18446744073709551615"},
+        {"uint64", "18446744073709551616", nullptr}, {"size_t", "7", "sz:7"}, {"size_t", "\"7\"", nullptr},
+        {"time", "-5", "t:-5"}, {"float32", "1.25", "f32:1.25"}, {"float32", "1e39", nullptr},
+        {"float32", "\"-Infinity\"", "f32:-inf"}, {"float64", "0.500000", "f64:0.5"},
+        {"float64", "3", "f64:3"}, {"float64", "\"NaN\"", "f64:nan"}, {"float64", "\"Infinity\"", "f64:inf"},
+        {"float64", "\"nan\"", nullptr}, {"string", "\"a\\\"b\"", "s:a\"b"}, {"string", "1", nullptr},
+        {"media_format", "\"NV12\"", "fmt:NV12"}, {"media_format", "\"NV1\"", nullptr},
+        {"resolution", "{\"width\":640,\"height\":480}", "res:640x480"},
+        {"resolution", "{\"height\":2,\"width\":1}", "res:1x2"},
+        {"resolution", "{\"width\":640}", nullptr}, {"resolution", "{\"width\":1,\"height\":-1}", nullptr},
+        {"resolution", "{\"width\":1,\"height\":2,\"depth\":3}", nullptr}, {"resolution", "{}", nullptr},
+        {"properties", "{}", "{}"}, {"properties", "{\"x\":{\"type\":\"int16\",\"value\":-1}}", "{x=i16:-1}"},
+        {"properties", "[]", nullptr}, {"vector", "[]", "[]"},
+        {"vector", "[{\"type\":\"uint16\",\"value\":1},{\"value\":\"s\",\"type\":\"string\"}]", "[u16:1,s:s]"},
+        {"vector", "[1]", nullptr}, {"vector", "{}", nullptr}, {"int", "null", nullptr},
+        {"ptr", "\"0\"", nullptr}, {"shared_ptr", "\"0\"", nullptr}, {"weak_ptr", "\"0\"", nullptr},
+        {"wrapper", "\"0\"", nullptr}, {"shared_ptr(Foo)", "\"0\"", nullptr}, {"weak_ptr(x)", "\"0\"", nullptr},
+        {"Int", "1", nullptr}, {"int8", "1", nullptr},
+    };
+    // clang-format on
+    const TavJsonOptions typed = Options(TAV_JSON_TYPED);
+    for (const Case& c : cases) {
+        for (bool typeFirst : {true, false}) {
+            const std::string type = std::string("\"type\":\"") + c.type + "\"";
+            const std::string value = std::string("\"value\":") + c.value;
+            const std::string text = "{\"ok\":{\"type\":\"bool\",\"value\":true},\"member\":{" +
+                                     (typeFirst ? type + "," + value : value + "," + type) + "}}";
+            Bag bag;
+            TavTextError error{};
+            const bool read = Read(bag, text, &error, &typed);
+            EXPECT_EQ(read, c.shown != nullptr) << text << " " << (read ? "" : error.message);
+            const std::string expected =
+                c.shown ? "member=" + std::string(c.shown) + ";ok=b:1" : "";
+            EXPECT_EQ(Show(bag), expected) << text;
+            // A refused value names its member through the error's position.
+            if (!read && std::strcmp(error.message, "a typed value must be an object") != 0) {
+                EXPECT_EQ(error.offset, text.find("\"member\"")) << text << " " << error.message;
+            }
+        }
+    }
+}
+
+TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
+    const TavJsonOptions typed = Options(TAV_JSON_TYPED);
+    for (const char* text :
+         {"{\"a\":1}", "{\"a\":{\"type\":\"int\"}}", "{\"a\":{\"value\":1}}",
+          "{\"a\":{\"type\":\"int\",\"value\":1,\"extra\":2}}",
+          "{\"a\":{\"type\":\"int\",\"type\":\"int\",\"value\":1}}",
+          "{\"a\":{\"type\":1,\"value\":1}}", "{\"a\":{\"type\":[],\"value\":1}}", "{\"a\":[]}",
+          "{\"a\":{\"type\":\"vector\",\"value\":[null]}}"}) {
+        Bag bag;
+        TavTextError error{};
+        EXPECT_FALSE(Read(bag, text, &error, &typed)) << text;
+        EXPECT_EQ(Show(bag), "") << text;
+    }
+    // The pointer kinds name their member through the error's position.
+    Bag bag;
+    TavTextError error{};
+    const std::string text =
+        "{\"a\":{\"type\":\"int\",\"value\":1},\n \"p\":{\"type\":\"ptr\",\"value\":\"0\"}}";
+    ASSERT_FALSE(Read(bag, text, &error, &typed));
+    EXPECT_EQ(error.offset, text.find("\"p\""));
+    EXPECT_EQ(error.line, 2u);
+    EXPECT_EQ(error.column, 2u);
+    EXPECT_STREQ(error.message, "pointer kinds can't be read");
+}
+
+// The fixed-form writer's text is valid JSON when no string needs more than
+// its quotes escaped; every kind it writes but the resolution (whose fields
+// it wraps) and the pointers comes back equal.
+TEST(ReadJsonTyped, ReadsBackTheFixedFormWriter) {
+    Bag inner;
+    inner.Put("s", Str("say \"x\""));
+    Bag bag;
+    bag.Put("b", Bool(true)).Put("i", Int(-3)).Put("u", Uint(7)).Put("f32", F32(1.25f));
+    bag.Put("f64", F64(-0.5)).Put("n", Nested(inner)).Put("v", Vec({Int(1), F64(0.5), Str("e")}));
+    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{-1}, TAV_TRUE));
+    bag.Put("u16", Make(TavPropertyValueConstructUint16, TavUint16{65535}, TAV_TRUE));
+    bag.Put("i64", Make(TavPropertyValueConstructInt64, TavInt64{INT64_MIN}, TAV_TRUE));
+    bag.Put("u64", Make(TavPropertyValueConstructUint64, TavUint64{UINT64_MAX}, TAV_TRUE));
+    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{42}, TAV_TRUE));
+    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{-9}, TAV_TRUE));
+    bag.Put("fmt", Make(TavPropertyValueConstructMediaFormat,
+                        TavMediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')}, TAV_TRUE));
+    TavString json;
+    TavStringConstructDefault(&json, TavAllocatorGetDefault());
+    ASSERT_NE(TavPropertiesToJson(bag, &json), nullptr);
+    const TavJsonOptions typed = Options(TAV_JSON_TYPED);
+    Bag back;
+    EXPECT_TRUE(Read(back, Text(&json), nullptr, &typed)) << Text(&json);
+    EXPECT_TRUE(TavPropertiesEqual(bag, back)) << Show(back);
+    TavStringDestruct(&json);
+}
+
+// ---- the target bag ------------------------------------------------------------
+
+std::vector<std::string>* g_events;
+
+void Log(const TavPropertyListener* l, TavProperties*, const TavString* name,
+         const TavPropertyValue* o, const TavPropertyValue* n) {
+    const bool before = TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_Before;
+    g_events->push_back((before ? "B " : "A ") + Text(name) + " " + (o ? Show(*o) : "-") + " " +
+                        (n ? Show(*n) : "-"));
+}
+
+void Listen(TavProperties* bag) {
+    for (auto trigger : {TAV_PROPERTYLISTENER_TRIGGER_Before, TAV_PROPERTYLISTENER_TRIGGER_After}) {
+        TavPropertyListener l;
+        TavPropertyListenerConstructCStr(&l, trigger, nullptr, &Log, nullptr,
+                                         TavAllocatorGetDefault());
+        EXPECT_TRUE(TavPropertiesAddListener(bag, &l));
+        TavPropertyListenerDestruct(&l);
+    }
+}
+
+TEST(ReadJsonTarget, ExistingEntriesAreSetAndListenersHearEachMember) {
+    std::vector<std::string> events;
+    g_events = &events;
+    Bag bag;
+    TavPropertyValue fixed;
+    TavPropertyValueConstructInt(&fixed, 7, TAV_FALSE);
+    bag.Put("a", Int(1)).Put("keep", fixed).Put("n", Str("old"));
+    Listen(bag);
+    ASSERT_TRUE(Read(bag, "{\"n\":2,\"keep\":8,\"a\":\"s\",\"new\":[true]}"));
+    EXPECT_EQ(Show(bag), "a=s:s;keep=i~7;n=i64:2;new=[b:1]");
+    const std::vector<std::string> expected = {
+        "B a i:1 s:s",     "A a s:s s:s",   "B keep i~7 i64:8", "B n s:old i64:2",
+        "A n i64:2 i64:2", "B new - [b:1]", "A new - [b:1]"};
+    EXPECT_EQ(events, expected);
+}
+
+TEST(ReadJsonTarget, AFailedTextLeavesTheBagAndItsListenersAlone) {
+    std::vector<std::string> events;
+    g_events = &events;
+    Bag bag;
+    bag.Put("a", Int(1));
+    Listen(bag);
+    const TavJsonOptions typed = Options(TAV_JSON_TYPED);
+    for (const char* text : {"{\"a\":2,\"b\":{\"c\":[1,2,3]},\"z\":01}", "{\"a\":2,\"b\":3} x"}) {
+        EXPECT_FALSE(Read(bag, text));
+        EXPECT_FALSE(Read(bag, text, nullptr, &typed));
+    }
+    EXPECT_FALSE(
+        Read(bag, "{\"a\":{\"type\":\"int\",\"value\":2},\"z\":{\"type\":\"int16\",\"value\":1e9}}",
+             nullptr, &typed));
+    EXPECT_EQ(Show(bag), "a=i:1");
+    EXPECT_TRUE(events.empty());
+}
+
+std::string NestedArrays(std::size_t depth) {
+    return "{\"a\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
+}
+
+TEST(ReadJsonTarget, DeepNestingStopsAtTheLimitWithoutRecursion) {
+    const std::string deep = NestedArrays(100000);
+    Bag bag;
+    TavTextError error{};
+    ASSERT_FALSE(Read(bag, deep, &error));
+    EXPECT_STREQ(error.message, "nested too deeply");
+    EXPECT_EQ(error.offset, 5u + 9999u);  // the top object is the first level
+    EXPECT_TRUE(Read(bag, NestedArrays(9999)));
+    Bag fresh;  // an empty target: only the read itself is measured here
+    const TavJsonOptions high = Options(TAV_JSON_PLAIN, false, 200000);
+    ASSERT_TRUE(Read(fresh, deep, nullptr, &high));
+    std::size_t levels = 0;
+    for (const TavPropertyValue* v = TavPropertiesGetPropertyCStr(fresh, "a");
+         v->type == TAV_PROPERTYVALUE_TYPE_Vector && v->u.vec.begin != v->u.vec.end;
+         v = v->u.vec.begin)
+        ++levels;
+    EXPECT_EQ(levels, 99999u);
+    const TavJsonOptions two = Options(TAV_JSON_PLAIN, false, 2);
+    EXPECT_TRUE(Read(bag, "{\"a\":[]}", nullptr, &two));
+    EXPECT_FALSE(Read(bag, "{\"a\":[[]]}", nullptr, &two));
+}
+
+// ---- memory --------------------------------------------------------------------
+
+TEST(ReadJsonMemory, EveryFailedAllocationLeavesTheBagUntouched) {
+    const TavJsonOptions typed = Options(TAV_JSON_TYPED);
+    // clang-format off
+    struct Case {
+        std::string text;
+        const TavJsonOptions* options;
+    } cases[] = {
+        {"{\"m\":{\"s\":\"a longer string value\",\"v\":[1,2.5,\"x\",[[{\"k\":null}]]," +
+             std::string(40, '[') + std::string(40, ']') + "],\"d\":1,\"d\":{\"e\":true}}}",
+         nullptr},
+        {"{\"m\":{\"type\":\"properties\",\"value\":{\"v\":{\"type\":\"vector\",\"value\":[{\"type\":"
+         "\"string\",\"value\":\"long enough to allocate\"},{\"value\":{\"width\":1,\"height\":2},"
+         "\"type\":\"resolution\"}]},\"f\":{\"type\":\"float64\",\"value\":1.5}}}}",
+         &typed},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        tavtest::CountingAllocator alloc;
+        tavtest::CountingAllocator fallback;
+        tavtest::DefaultAllocatorHook hook(fallback);  // nothing may come from the default one
+        Bag whole(alloc);
+        ASSERT_TRUE(Read(whole, c.text, nullptr, c.options));
+        const std::string expected = Show(whole);
+        EXPECT_GE(
+            tavtest::SweepAllocationFailures(
+                alloc,
+                [&](std::size_t k) {
+                    const std::size_t live = alloc.liveBlocks();
+                    {
+                        alloc.FailAt(0);
+                        Bag bag(alloc);
+                        bag.Put("m", Int(1));
+                        alloc.FailAt(k);  // counted from the read on
+                        TavTextError error{};
+                        const bool read = Read(bag, c.text, &error, c.options);
+                        // Reading fails cleanly; the Set of a present entry that runs out
+                        // of memory leaves it a false Bool, as any Set does.
+                        const bool reading =
+                            !read && std::strcmp(error.message, "out of memory") == 0;
+                        EXPECT_EQ(Show(bag), read ? expected : reading ? "m=i:1" : "m=b:0") << k;
+                        EXPECT_TRUE(read || alloc.Failed()) << k;
+                    }
+                    EXPECT_EQ(alloc.liveBlocks(), live) << k;
+                }),
+            20u);
+        EXPECT_EQ(fallback.attempts(), 0u);
+    }
+}
+
+// Setting copies into the target: a failure there keeps the members set
+// before it (in name order), and only there.
+TEST(ReadJsonMemory, ALackOfMemoryWhileSettingKeepsTheMembersBeforeIt) {
+    const std::string text = "{\"c\":[3],\"a\":1,\"b\":\"a string long enough\"}";
+    const std::string prefixes[] = {"", "a=i64:1", "a=i64:1;b=s:a string long enough"};
+    tavtest::CountingAllocator alloc;
+    std::size_t partial = 0;
+    tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        Bag bag(alloc);
+        TavTextError error{};
+        if (Read(bag, text, &error)) return;
+        const bool setting =
+            std::strcmp(error.message, "out of memory while setting the members") == 0;
+        EXPECT_TRUE(setting || std::strcmp(error.message, "out of memory") == 0) << k;
+        const std::string shown = Show(bag);
+        EXPECT_TRUE(shown == prefixes[0] ||
+                    (setting && (shown == prefixes[1] || shown == prefixes[2])))
+            << k << " " << shown;
+        partial += shown != prefixes[0];
+    });
+    EXPECT_GT(partial, 0u);
+}
+
+}  // namespace
