@@ -40,6 +40,30 @@ typedef struct TavTextError_ {
     const char* message;
 } TavTextError;
 
+/* Replaces out's content with the JSON text of x (RFC 8259) and returns out;
+ * on failure (allocation, or a byte that is not UTF-8 under
+ * TAV_JSON_UTF8_FAIL) returns NULL and leaves out untouched. options NULL or
+ * zero-filled: plain style, one line, invalid UTF-8 replaced. The text is
+ * built with x's allocator; every bag is locked for its walk, outside in.
+ * - Strings and names: '"', '\\' and U+0000-U+001F escaped (\b \f \n \r \t,
+ *   else \u00xx), all else as is; each maximal invalid UTF-8 subsequence
+ *   becomes the three bytes of U+FFFD (EF BF BD), not an escape.
+ * - Numbers: integers, sizes and Time exactly; floats the shortest text that
+ *   reads back to the same float or double ("-0", "1e+20"). Pointers, shared
+ *   and weak pointers (locked for the read; 0 when gone) and wrappers: the
+ *   address as a bare number. MediaFormat: its four-character text.
+ * - Plain: a bag an object in name order, a vector an array, Resolution
+ *   {"width":W,"height":H}; NaN and the infinities become null (lost).
+ * - Typed: each value {"type":WORD,"value":V} with TavPropertiesToJson's
+ *   words (typed pointers "shared_ptr(name)"); NaN and the infinities the
+ *   strings "NaN", "Infinity", "-Infinity"; nested bags and vectors hold
+ *   typed values. A nested-bag value without a bag is written as {}.
+ * - indent > 0: one member or element per line, indent spaces per level,
+ *   "name": value; empty containers {} and []; no newline at the end.
+ * Nesting has no limit but memory (the walk keeps its own stack). */
+TAV_API const TavString* TavPropertiesWriteJson(const TavProperties* x, TavString* out,
+                                                const TavJsonOptions* options);
+
 TAV_EXTERN_C_END
 
 #endif
