@@ -162,23 +162,28 @@ TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
         EXPECT_EQ(One(Copy(k.value), kTyped), "{\"v\":" + Typed(k.word, address) + "}");
     }
     // The object expires only if writing gave back the uses it took.
-    for (int owner : {1, 3}) TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[owner].value));
+    const auto release = [&](int i) {
+        TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[i].value));
+    };
+    for (int owner : {1, 3}) release(owner);
     TavSharedPtr_voidDestruct(&sp);
     EXPECT_EQ(One(Copy(kinds[2].value), kTyped), "{\"v\":" + Typed("weak_ptr", "0") + "}");
     EXPECT_EQ(One(Copy(kinds[4].value), kPlain), R"({"v":0})");
-    for (int rest : {0, 2, 4}) TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[rest].value));
+    for (int rest : {0, 2, 4}) release(rest);
     TavWeakPtr_voidDestruct(&wp);
 
     static const TavPropertyValueCallbacks ints = {
         [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
         [](void*) {},
         [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
-        [](const void* x, const void* y) -> TavBool { return std::memcmp(x, y, sizeof(int)) == 0; }};
+        [](const void* x, const void* y) -> TavBool {
+            return std::memcmp(x, y, sizeof(int)) == 0;
+        }};
     Bag wrapped;
     wrapped.Put("w", Make(TavPropertyValueConstructWrapper, static_cast<const void*>(&object),
                           TavSizeT{sizeof object}, &ints, "int", 0, a));
-    const std::string block =
-        std::to_string(reinterpret_cast<uintptr_t>(TavPropertiesGetPropertyCStr(wrapped, "w")->u.vp));
+    const void* copy = TavPropertiesGetPropertyCStr(wrapped, "w")->u.vp;
+    const std::string block = std::to_string(reinterpret_cast<uintptr_t>(copy));
     EXPECT_EQ(Write(wrapped, kPlain), "{\"w\":" + block + "}");
     EXPECT_EQ(Write(wrapped, kTyped), "{\"w\":" + Typed("wrapper", block) + "}");
 }
@@ -314,7 +319,8 @@ std::string Repeat(const std::string& s, std::size_t n) {
 TEST(WriteJson, WritesBagsAndVectorsNestedAtAnyDepth) {
     Bag vectors, chain;
     PutVectorChain(vectors, "v", kDeep, Int(1));
-    EXPECT_EQ(Write(vectors, kPlain), "{\"v\":" + Repeat("[", kDeep) + "1" + Repeat("]", kDeep) + "}");
+    EXPECT_EQ(Write(vectors, kPlain),
+              "{\"v\":" + Repeat("[", kDeep) + "1" + Repeat("]", kDeep) + "}");
     EXPECT_EQ(Write(vectors, kTyped), "{\"v\":" + Repeat(R"({"type":"vector","value":[)", kDeep) +
                                           Typed("int", "1") + Repeat("]}", kDeep) + "}");
     PutChain(chain, kDeep);

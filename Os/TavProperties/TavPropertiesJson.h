@@ -11,12 +11,19 @@
 TAV_EXTERN_C_BEGIN
 
 typedef enum {
-    TAV_JSON_PLAIN = 0, /* {"video":{"width":640,"name":"cam"}} */
-    TAV_JSON_TYPED = 1  /* each value an object with its kind's word and its value */
+    /* {"video":{"width":640,"name":"cam"}}; a resolution {"width":W,"height":H};
+     * NaN and the infinities are written null (lost) */
+    TAV_JSON_PLAIN = 0,
+    /* each value {"type":WORD,"value":V} with TavPropertiesToJson's words
+     * ("shared_ptr(name)" for typed pointers); NaN and the infinities as the
+     * strings "NaN", "Infinity", "-Infinity" */
+    TAV_JSON_TYPED = 1
 } TavJsonStyle;
 
 typedef enum {
-    TAV_JSON_UTF8_REPLACE = 0, /* a byte that is not valid UTF-8 is written as U+FFFD */
+    /* each maximal invalid sequence (overlong, surrogate, past U+10FFFF,
+     * truncated) is written as U+FFFD, in UTF-8 (EF BF BD), not escaped */
+    TAV_JSON_UTF8_REPLACE = 0,
     TAV_JSON_UTF8_FAIL = 1     /* such a byte fails the write */
 } TavJsonInvalidUtf8;
 
@@ -25,7 +32,9 @@ typedef enum {
  * the whole record before setting the fields you use. */
 typedef struct TavJsonOptions_ {
     TavJsonStyle style;             /* both: plain (default) or typed */
-    TavUint indent;                 /* writer: spaces per level; 0 writes one line */
+    TavUint indent;                 /* writer: spaces per level, one member or element
+                                     * a line, "name": value, empty {} and [], no final
+                                     * newline; 0 writes one line */
     TavJsonInvalidUtf8 invalidUtf8; /* writer: what a byte that is not UTF-8 becomes */
     TavBool readOnly;               /* reader: values read are not settable */
     TavSizeT maxDepth;              /* reader: deepest nesting accepted; 0 is the default */
@@ -40,27 +49,14 @@ typedef struct TavTextError_ {
     const char* message;
 } TavTextError;
 
-/* Replaces out's content with the JSON text of x (RFC 8259) and returns out;
- * on failure (allocation, or a byte that is not UTF-8 under
- * TAV_JSON_UTF8_FAIL) returns NULL and leaves out untouched. options NULL or
- * zero-filled: plain style, one line, invalid UTF-8 replaced. The text is
- * built with x's allocator; every bag is locked for its walk, outside in.
- * - Strings and names: '"', '\\' and U+0000-U+001F escaped (\b \f \n \r \t,
- *   else \u00xx), all else as is; each maximal invalid UTF-8 subsequence
- *   becomes the three bytes of U+FFFD (EF BF BD), not an escape.
- * - Numbers: integers, sizes and Time exactly; floats the shortest text that
- *   reads back to the same float or double ("-0", "1e+20"). Pointers, shared
- *   and weak pointers (locked for the read; 0 when gone) and wrappers: the
- *   address as a bare number. MediaFormat: its four-character text.
- * - Plain: a bag an object in name order, a vector an array, Resolution
- *   {"width":W,"height":H}; NaN and the infinities become null (lost).
- * - Typed: each value {"type":WORD,"value":V} with TavPropertiesToJson's
- *   words (typed pointers "shared_ptr(name)"); NaN and the infinities the
- *   strings "NaN", "Infinity", "-Infinity"; nested bags and vectors hold
- *   typed values. A nested-bag value without a bag is written as {}.
- * - indent > 0: one member or element per line, indent spaces per level,
- *   "name": value; empty containers {} and []; no newline at the end.
- * Nesting has no limit but memory (the walk keeps its own stack). */
+/* Replaces out's content with the JSON text of x, built with x's allocator,
+ * and returns out; on failure (allocation, or a byte that is not UTF-8 under
+ * TAV_JSON_UTF8_FAIL) returns NULL with out untouched. options NULL: plain,
+ * one line, replace. Each bag is locked for its walk, outside in; nesting has
+ * no limit but memory. Strings and names escape '"', the backslash and
+ * U+0000-U+001F only; floats are the shortest text that reads back the same
+ * ("-0", "1e+20"); pointers, shared and weak ones (0 once gone) and wrappers
+ * are their address as a number; a media format its four-character text. */
 TAV_API const TavString* TavPropertiesWriteJson(const TavProperties* x, TavString* out,
                                                 const TavJsonOptions* options);
 

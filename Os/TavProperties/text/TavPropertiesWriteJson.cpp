@@ -233,7 +233,8 @@ struct JsonDepth {
 // Hooks of the shared walk (see TavTextWalk.hpp). A typed value is wrapped
 // as {"type":WORD,"value":V}, whose "value" sits one level deeper, so a typed
 // container's contents are two levels below its entry. Containers nest
-// without limit; only a stack that can't grow stops the walk.
+// without limit; only a stack that can't grow stops the walk. A nested-bag
+// value that holds no bag has no contents and is written as an empty object.
 class WriteJsonHooks {
 public:
     using State = JsonDepth;
