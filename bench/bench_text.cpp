@@ -81,6 +81,19 @@ void BM_ToJson(benchmark::State& state) {
 }
 BENCHMARK(BM_ToJson)->Unit(benchmark::kMillisecond);
 
+// The standard writer, plain style on one line, on the same bag.
+void BM_WriteJson(benchmark::State& state) {
+    TavString json;
+    TavStringConstructDefault(&json, TavAllocatorGetDefault());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(TavPropertiesWriteJson(Shared().bag(), &json, nullptr));
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(TavStringSize(&json)));
+    TavStringDestruct(&json);
+}
+BENCHMARK(BM_WriteJson)->Unit(benchmark::kMillisecond);
+
 void BM_ToXml(benchmark::State& state) {
     TavString xml;
     TavStringConstructDefault(&xml, TavAllocatorGetDefault());

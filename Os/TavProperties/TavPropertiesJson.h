@@ -11,12 +11,19 @@
 TAV_EXTERN_C_BEGIN
 
 typedef enum {
-    TAV_JSON_PLAIN = 0, /* {"video":{"width":640,"name":"cam"}} */
-    TAV_JSON_TYPED = 1  /* each value an object with its kind's word and its value */
+    /* {"video":{"width":640,"name":"cam"}}; a resolution {"width":W,"height":H};
+     * NaN and the infinities are written null (lost) */
+    TAV_JSON_PLAIN = 0,
+    /* each value {"type":WORD,"value":V} with TavPropertiesToJson's words
+     * ("shared_ptr(name)" for typed pointers); NaN and the infinities as the
+     * strings "NaN", "Infinity", "-Infinity" */
+    TAV_JSON_TYPED = 1
 } TavJsonStyle;
 
 typedef enum {
-    TAV_JSON_UTF8_REPLACE = 0, /* a byte that is not valid UTF-8 is written as U+FFFD */
+    /* each maximal invalid sequence (overlong, surrogate, past U+10FFFF,
+     * truncated) is written as U+FFFD, in UTF-8 (EF BF BD), not escaped */
+    TAV_JSON_UTF8_REPLACE = 0,
     TAV_JSON_UTF8_FAIL = 1     /* such a byte fails the write */
 } TavJsonInvalidUtf8;
 
@@ -25,7 +32,9 @@ typedef enum {
  * the whole record before setting the fields you use. */
 typedef struct TavJsonOptions_ {
     TavJsonStyle style;             /* both: plain (default) or typed */
-    TavUint indent;                 /* writer: spaces per level; 0 writes one line */
+    TavUint indent;                 /* writer: spaces per level, one member or element
+                                     * a line, "name": value, empty {} and [], no final
+                                     * newline; 0 writes one line */
     TavJsonInvalidUtf8 invalidUtf8; /* writer: what a byte that is not UTF-8 becomes */
     TavBool readOnly;               /* reader: values read are not settable */
     TavSizeT maxDepth;              /* reader: deepest nesting accepted; 0 is the default */
@@ -39,6 +48,17 @@ typedef struct TavTextError_ {
     TavSizeT column;
     const char* message;
 } TavTextError;
+
+/* Replaces out's content with the JSON text of x, built with x's allocator,
+ * and returns out; on failure (allocation, or a byte that is not UTF-8 under
+ * TAV_JSON_UTF8_FAIL) returns NULL with out untouched. options NULL: plain,
+ * one line, replace. Each bag is locked for its walk, outside in; nesting has
+ * no limit but memory. Strings and names escape '"', the backslash and
+ * U+0000-U+001F only; floats are the shortest text that reads back the same
+ * ("-0", "1e+20"); pointers, shared and weak ones (0 once gone) and wrappers
+ * are their address as a number; a media format its four-character text. */
+TAV_API const TavString* TavPropertiesWriteJson(const TavProperties* x, TavString* out,
+                                                const TavJsonOptions* options);
 
 /* Reads length bytes of JSON (RFC 8259, UTF-8, an object at the top) into x.
  * The text is read whole first, with x's allocator: a refused text leaves x

@@ -13,13 +13,7 @@ using tav::text::Item;
 using tav::text::Step;
 using tav::text::StringSink;
 
-// Type words by kind, all twenty-two.
-constexpr std::string_view kTypeWord[] = {
-    "bool",       "int",        "int16",    "int64",        "uint",         "uint16",
-    "uint64",     "size_t",     "float32",  "float64",      "time",         "resolution",
-    "media_format", "ptr",      "string",   "properties",   "vector",       "shared_ptr",
-    "weak_ptr",   "shared_ptr", "weak_ptr", "wrapper"};
-static_assert(std::size(kTypeWord) == TAV_PROPERTYVALUE_TYPE_Wrapper + 1);
+using tav::text::kJsonTypeWord;
 
 // The deepest level below the top bag that is written; vectors don't count.
 constexpr TavSizeT kMaxDepth = 63;
@@ -33,7 +27,7 @@ bool HasPointerName(TavPropertyValueType kind) {
 // {"type":"<word>","value":  -- typed pointers add their type name: word(name)
 void PutHead(const TavPropertyValue* value, StringSink& json) {
     json.Put(R"({"type":")");
-    json.Put(kTypeWord[value->type]);
+    json.Put(kJsonTypeWord[value->type]);
     if (HasPointerName(value->type)) {
         json.Put('(');
         json.Put(CText(&value->ptrName));

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "Os/TavProperties.h"
@@ -27,6 +28,15 @@ constexpr std::size_t CompactKindIndex(TavPropertyValueType kind) {
     return kind < TAV_PROPERTYVALUE_TYPE_Properties ? static_cast<std::size_t>(kind)
                                                     : static_cast<std::size_t>(kind) - 2;
 }
+
+// The JSON writers' type word of each kind, all twenty-two, indexed by kind.
+// Typed pointers (SharedPtr, WeakPtr) add their type name in parentheses.
+constexpr std::string_view kJsonTypeWord[] = {
+    "bool",       "int",        "int16",    "int64",        "uint",         "uint16",
+    "uint64",     "size_t",     "float32",  "float64",      "time",         "resolution",
+    "media_format", "ptr",      "string",   "properties",   "vector",       "shared_ptr",
+    "weak_ptr",   "shared_ptr", "weak_ptr", "wrapper"};
+static_assert(std::size(kJsonTypeWord) == TAV_PROPERTYVALUE_TYPE_Wrapper + 1);
 
 // Room for the longest scalar text: "%f" of the largest double has 309
 // integer digits, a sign, a point and six decimals.

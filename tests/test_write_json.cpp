@@ -1,0 +1,365 @@
+// The standard JSON writer: exact text of every kind in both styles, on one
+// line and indented; escaping and UTF-8 checking; exact floats; any depth;
+// allocation failures. Every text it writes is checked to be JSON.
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "CountingAllocator.hpp"
+#include "text_support.hpp"
+
+namespace {
+
+using namespace texttest;
+using nlohmann::ordered_json;
+
+TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0,
+                       TavJsonInvalidUtf8 utf8 = TAV_JSON_UTF8_REPLACE) {
+    TavJsonOptions o{};
+    o.style = style;
+    o.indent = indent;
+    o.invalidUtf8 = utf8;
+    return o;
+}
+const TavJsonOptions kPlain = Options(TAV_JSON_PLAIN);
+const TavJsonOptions kTyped = Options(TAV_JSON_TYPED);
+
+// The writer's text, or "FAILED" when it returned NULL leaving the caller's
+// string alone; a text it writes must be JSON. Written on a small stack, so
+// that deep trees prove the walk does not recurse.
+std::string Write(TavProperties* bag, const TavJsonOptions* o) {
+    TavString out;
+    TavStringConstructCStr(&out, "kept", TavAllocatorGetDefault());
+    const TavString* result = nullptr;
+    OnSmallStack([&] { result = TavPropertiesWriteJson(bag, &out, o); });
+    const std::string text = Text(&out);
+    TavStringDestruct(&out);
+    EXPECT_TRUE(result == &out || (result == nullptr && text == "kept")) << text;
+    if (result == nullptr) return "FAILED";
+    EXPECT_TRUE(ordered_json::accept(text)) << text;
+    return text;
+}
+std::string Write(TavProperties* bag, const TavJsonOptions& o) { return Write(bag, &o); }
+
+std::string Typed(const std::string& word, const std::string& value) {
+    return R"({"type":")" + word + R"(","value":)" + value + "}";
+}
+
+// What the writer makes of v as a bag's only entry "v", in one style.
+std::string One(TavPropertyValue v, const TavJsonOptions& o) {
+    return Write(Bag().Put("v", v), o);
+}
+
+TavPropertyValue Copy(const TavPropertyValue& v) {
+    TavPropertyValue c;
+    EXPECT_NE(TavPropertyValueConstructCopy(&c, &v), nullptr);
+    return c;
+}
+
+// Each kind in both styles. The indented forms must be the one-line text
+// laid out as a standard pretty printer does (members in the same order).
+TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
+    Bag inner, empty, inVector;
+    inner.Put("e", Uint(7)).Put("f", Str("y"));
+    inVector.Put("a", Int(1));
+    const struct { TavPropertyValue value; const char* plain; std::string typed; } kinds[] = {
+        {Bool(true), "true", Typed("bool", "true")},
+        {Make(TavPropertyValueConstructBool, TavBool{2}, 0), "true", Typed("bool", "true")},
+        {Bool(false), "false", Typed("bool", "false")},
+        {Int(-3), "-3", Typed("int", "-3")},
+        {Make(TavPropertyValueConstructInt16, INT16_MIN, 0), "-32768", Typed("int16", "-32768")},
+        {Make(TavPropertyValueConstructInt64, INT64_MIN, 0), "-9223372036854775808",
+         Typed("int64", "-9223372036854775808")},
+        {Uint(UINT32_MAX), "4294967295", Typed("uint", "4294967295")},
+        {Make(TavPropertyValueConstructUint16, 65535, 0), "65535", Typed("uint16", "65535")},
+        {Make(TavPropertyValueConstructUint64, UINT64_MAX, 0), "18446744073709551615",
+         Typed("uint64", "18446744073709551615")},
+        {Make(TavPropertyValueConstructSizeT, TavSizeT{12345678901234}, 0), "12345678901234",
+         Typed("size_t", "12345678901234")},
+        {F32(1.25f), "1.25", Typed("float32", "1.25")},
+        {F64(0.5), "0.5", Typed("float64", "0.5")},
+        {Make(TavPropertyValueConstructTime, TavTime{-5}, 0), "-5", Typed("time", "-5")},
+        {Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0),
+         R"({"width":640,"height":480})", Typed("resolution", R"({"width":640,"height":480})")},
+        {Make(TavPropertyValueConstructMediaFormat, TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2'), 0),
+         R"("NV12")", Typed("media_format", R"("NV12")")},
+        {Str("say \"x\""), R"("say \"x\"")", Typed("string", R"("say \"x\"")")},
+        {Nested(inner), R"({"e":7,"f":"y"})",
+         Typed("properties", "{\"e\":" + Typed("uint", "7") + ",\"f\":" +
+                                 Typed("string", R"("y")") + "}")},
+        {Nested(empty), "{}", Typed("properties", "{}")},
+        {Vec({Int(1), F64(0.5), Vec({})}), "[1,0.5,[]]",
+         Typed("vector", "[" + Typed("int", "1") + "," + Typed("float64", "0.5") + "," +
+                             Typed("vector", "[]") + "]")},
+        {Vec({Nested(inVector)}), R"([{"a":1}])",
+         Typed("vector", "[" + Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
+    };
+    for (const auto& k : kinds) {
+        const std::string plain = std::string("{\"v\":") + k.plain + "}";
+        const std::string typed = "{\"v\":" + k.typed + "}";
+        EXPECT_EQ(One(Copy(k.value), kPlain), plain);
+        EXPECT_EQ(One(Copy(k.value), kTyped), typed);
+        for (TavUint indent : {1u, 4u}) {
+            EXPECT_EQ(One(Copy(k.value), Options(TAV_JSON_PLAIN, indent)),
+                      ordered_json::parse(plain).dump(static_cast<int>(indent)));
+            EXPECT_EQ(One(Copy(k.value), Options(TAV_JSON_TYPED, indent)),
+                      ordered_json::parse(typed).dump(static_cast<int>(indent)));
+        }
+        TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&k.value));
+    }
+}
+
+// The layout itself, without a reference printer: no blank but after the
+// colon, empty containers on one line, no newline at the end.
+TEST(WriteJson, IndentsMembersAndElementsOnePerLine) {
+    Bag bag, c, e, typed;
+    bag.Put("a", Int(1)).Put("b", Vec({})).Put("c", Nested(c));
+    bag.Put("d", Vec({Bool(true), Nested(e.Put("e", Str("x")))}));
+    EXPECT_EQ(Write(bag, Options(TAV_JSON_PLAIN, 2)),
+              "{\n  \"a\": 1,\n  \"b\": [],\n  \"c\": {},\n  \"d\": [\n    true,\n"
+              "    {\n      \"e\": \"x\"\n    }\n  ]\n}");
+    typed.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{1, 2}, 0));
+    typed.Put("v", Vec({Int(1)}));
+    EXPECT_EQ(Write(typed, Options(TAV_JSON_TYPED, 1)),
+              "{\n \"r\": {\n  \"type\": \"resolution\",\n  \"value\": {\n   \"width\": 1,\n"
+              "   \"height\": 2\n  }\n },\n \"v\": {\n  \"type\": \"vector\",\n  \"value\": [\n"
+              "   {\n    \"type\": \"int\",\n    \"value\": 1\n   }\n  ]\n }\n}");
+    Bag none;
+    EXPECT_EQ(Write(none, Options(TAV_JSON_TYPED, 3)), "{}");
+    // No options and zeroed options are the plain one-line form.
+    const TavJsonOptions zero{};
+    EXPECT_EQ(Write(bag, nullptr), Write(bag, zero));
+    EXPECT_EQ(Write(bag, nullptr), R"({"a":1,"b":[],"c":{},"d":[true,{"e":"x"}]})");
+}
+
+// Addresses are bare numbers; weak pointers are read through a lock and give
+// 0 once their object is gone; typed pointer names are escaped.
+TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
+    int object = 0;
+    const std::string address = std::to_string(reinterpret_cast<uintptr_t>(&object));
+    TavSharedPtr_void sp;
+    TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {},
+                               TavAllocatorGetDefault());
+    TavWeakPtr_void wp;
+    TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
+    const auto a = TavAllocatorGetDefault();
+    const struct { TavPropertyValue value; std::string word; } kinds[] = {
+        {Make(TavPropertyValueConstructVoidPtr, static_cast<TavVoidPtr>(&object), 0), "ptr"},
+        {Make(TavPropertyValueConstructSharedVoidPtr, &sp, 0), "shared_ptr"},
+        {Make(TavPropertyValueConstructWeakVoidPtr, &wp, 0), "weak_ptr"},
+        {Make(TavPropertyValueConstructSharedPtr, &sp, "F<\"q\\\">", 0, a),
+         R"(shared_ptr(F<\"q\\\">))"},
+        {Make(TavPropertyValueConstructWeakPtr, &wp, "Frame", 0, a), "weak_ptr(Frame)"},
+    };
+    for (const auto& k : kinds) {
+        EXPECT_EQ(One(Copy(k.value), kPlain), "{\"v\":" + address + "}");
+        EXPECT_EQ(One(Copy(k.value), kTyped), "{\"v\":" + Typed(k.word, address) + "}");
+    }
+    // The object expires only if writing gave back the uses it took.
+    const auto release = [&](int i) {
+        TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[i].value));
+    };
+    for (int owner : {1, 3}) release(owner);
+    TavSharedPtr_voidDestruct(&sp);
+    EXPECT_EQ(One(Copy(kinds[2].value), kTyped), "{\"v\":" + Typed("weak_ptr", "0") + "}");
+    EXPECT_EQ(One(Copy(kinds[4].value), kPlain), R"({"v":0})");
+    for (int rest : {0, 2, 4}) release(rest);
+    TavWeakPtr_voidDestruct(&wp);
+
+    static const TavPropertyValueCallbacks ints = {
+        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
+        [](void*) {},
+        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
+        [](const void* x, const void* y) -> TavBool {
+            return std::memcmp(x, y, sizeof(int)) == 0;
+        }};
+    Bag wrapped;
+    wrapped.Put("w", Make(TavPropertyValueConstructWrapper, static_cast<const void*>(&object),
+                          TavSizeT{sizeof object}, &ints, "int", 0, a));
+    const void* copy = TavPropertiesGetPropertyCStr(wrapped, "w")->u.vp;
+    const std::string block = std::to_string(reinterpret_cast<uintptr_t>(copy));
+    EXPECT_EQ(Write(wrapped, kPlain), "{\"w\":" + block + "}");
+    EXPECT_EQ(Write(wrapped, kTyped), "{\"w\":" + Typed("wrapper", block) + "}");
+}
+
+// Every control character, the quote and the backslash are escaped in names,
+// strings and typed pointer names; '/', DEL and valid UTF-8 are not. A JSON
+// reader gets the original bytes back.
+TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
+    const char* kEscaped[32] = {
+        "\\u0000", "\\u0001", "\\u0002", "\\u0003", "\\u0004", "\\u0005", "\\u0006", "\\u0007",
+        "\\b",     "\\t",     "\\n",     "\\u000b", "\\f",     "\\r",     "\\u000e", "\\u000f",
+        "\\u0010", "\\u0011", "\\u0012", "\\u0013", "\\u0014", "\\u0015", "\\u0016", "\\u0017",
+        "\\u0018", "\\u0019", "\\u001a", "\\u001b", "\\u001c", "\\u001d", "\\u001e", "\\u001f"};
+    for (int c = 0; c < 32; ++c) {
+        const std::string raw = std::string("a") + static_cast<char>(c) + "b";
+        TavString s;
+        TavStringConstructRange(&s, raw.data(), raw.data() + raw.size(), TavAllocatorGetDefault());
+        const std::string text = One(Make(TavPropertyValueConstructString, &s, 0), kPlain);
+        TavStringDestruct(&s);
+        EXPECT_EQ(text, std::string("{\"v\":\"a") + kEscaped[c] + "b\"}") << c;
+        EXPECT_EQ(ordered_json::parse(text)["v"].get<std::string>(), raw) << c;
+        if (c == 0) continue;  // names are made from C strings
+        Bag named;
+        const std::string name = "n" + raw.substr(1, 1);
+        const std::string out = Write(named.Put(name.c_str(), Int(1)), kPlain);
+        EXPECT_EQ(out, std::string("{\"n") + kEscaped[c] + "\":1}");
+    }
+    const char* name = "a\"b\\c.d";
+    const char* value = "\"\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80";
+    Bag bag;
+    const std::string text = Write(bag.Put(name, Str(value)), kPlain);
+    EXPECT_EQ(text, "{\"a\\\"b\\\\c.d\":\"\\\"\\\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"}");
+    const ordered_json parsed = ordered_json::parse(text);
+    EXPECT_EQ(parsed.begin().key(), name);
+    EXPECT_EQ(parsed.begin().value().get<std::string>(), value);
+}
+
+// Each maximal invalid subsequence becomes one U+FFFD (its three UTF-8
+// bytes), or fails the write; valid sequences at the edges of the ranges pass.
+TEST(WriteJson, ReplacesOrRefusesBytesThatAreNotUtf8) {
+    const std::string R = "\xEF\xBF\xBD";
+    const struct { const char* in; std::string replaced; } cases[] = {
+        {"\xC0\xAF", R + R},                       // overlong '/'
+        {"\xC1\xBF", R + R},                       // overlong
+        {"\xE0\x80\xAF", R + R + R},               // overlong, three bytes
+        {"\xF0\x80\x80\xAF", R + R + R + R},       // overlong, four bytes
+        {"\xED\xA0\x80", R + R + R},               // surrogate U+D800
+        {"\xED\xBF\xBF", R + R + R},               // surrogate U+DFFF
+        {"\xF4\x90\x80\x80", R + R + R + R},       // past U+10FFFF
+        {"\xF5\x80", R + R},                       // no such lead
+        {"\xFF\xFE", R + R},
+        {"\x80", R},                               // lone continuation
+        {"a\xE2\x82", "a" + R},                    // truncated at the end
+        {"a\xE2\x82z", "a" + R + "z"},             // truncated before ASCII
+        {"\xF0\x9F\x98\xE2\x82\xAC", R + "\xE2\x82\xAC"},  // truncated before a valid one
+        {"\xE2\x82\xAC\x80\x80", "\xE2\x82\xAC" + R + R},
+        {"\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",  // all valid
+         "\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"},
+    };
+    const TavJsonOptions fail = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_FAIL);
+    const TavJsonOptions typedFail = Options(TAV_JSON_TYPED, 0, TAV_JSON_UTF8_FAIL);
+    int object = 0;
+    TavSharedPtr_void sp;
+    TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {},
+                               TavAllocatorGetDefault());
+    for (const auto& c : cases) {
+        const bool valid = c.replaced == c.in;
+        const std::string expected = "{\"v\":\"" + c.replaced + "\"}";
+        EXPECT_EQ(One(Str(c.in), kPlain), expected) << c.in;
+        EXPECT_EQ(One(Str(c.in), fail), valid ? expected : "FAILED") << c.in;
+        Bag named;
+        named.Put(c.in, Int(1));
+        EXPECT_EQ(Write(named, kPlain), "{\"" + c.replaced + "\":1}");
+        EXPECT_EQ(Write(named, fail) == "FAILED", !valid);
+        const TavPropertyValue typedPtr =
+            Make(TavPropertyValueConstructSharedPtr, &sp, c.in, 0, TavAllocatorGetDefault());
+        EXPECT_EQ(One(Copy(typedPtr), typedFail) == "FAILED", !valid);
+        EXPECT_NE(One(typedPtr, kTyped).find("shared_ptr(" + c.replaced + ")"), std::string::npos);
+    }
+    TavSharedPtr_voidDestruct(&sp);
+}
+
+// The shortest text that reads back to the same value in its own width; what
+// JSON has no number for is null when plain and a named string when typed.
+TEST(WriteJson, WritesFloatsExactlyAndNonFiniteOnesByStyle) {
+    using F = std::numeric_limits<float>;
+    using D = std::numeric_limits<double>;
+    const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
+        {F64(0.1), "0.1", nullptr},
+        {F64(1e-7), "1e-07", nullptr},
+        {F64(1e300), "1e+300", nullptr},
+        {F64(1e20), "1e+20", nullptr},
+        {F64(-0.0), "-0", nullptr},
+        {F64(D::denorm_min()), "5e-324", nullptr},
+        {F64(D::max()), "1.7976931348623157e+308", nullptr},
+        {F64(123456789012.0), "123456789012", nullptr},
+        {F32(0.1f), "0.1", nullptr},
+        {F32(F::max()), "3.4028235e+38", nullptr},
+        {F32(F::denorm_min()), "1e-45", nullptr},
+        {F32(-0.0f), "-0", nullptr},
+        {F64(D::quiet_NaN()), "null", R"("NaN")"},
+        {F64(D::infinity()), "null", R"("Infinity")"},
+        {F64(-D::infinity()), "null", R"("-Infinity")"},
+        {F32(-F::quiet_NaN()), "null", R"("NaN")"},
+        {F32(-F::infinity()), "null", R"("-Infinity")"},
+    };
+    for (const auto& c : cases) {
+        const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
+        const std::string word = f32 ? "float32" : "float64";
+        EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
+        EXPECT_EQ(One(c.value, kTyped),
+                  "{\"v\":" + Typed(word, c.typed ? c.typed : c.text) + "}");
+        if (c.typed != nullptr) continue;
+        if (f32) {
+            const float back = std::strtof(c.text, nullptr);
+            EXPECT_EQ(std::memcmp(&back, &c.value.u.f32, sizeof back), 0) << c.text;
+        } else {
+            const double back = std::strtod(c.text, nullptr);
+            EXPECT_EQ(std::memcmp(&back, &c.value.u.f64, sizeof back), 0) << c.text;
+        }
+    }
+}
+
+std::string Repeat(const std::string& s, std::size_t n) {
+    std::string r;
+    r.reserve(s.size() * n);
+    for (std::size_t i = 0; i < n; ++i) r += s;
+    return r;
+}
+
+// The walk keeps its place in memory of its own, not on the thread's stack,
+// and has no nesting limit; a failure deep down unlocks every bag.
+TEST(WriteJson, WritesBagsAndVectorsNestedAtAnyDepth) {
+    Bag vectors, chain;
+    PutVectorChain(vectors, "v", kDeep, Int(1));
+    EXPECT_EQ(Write(vectors, kPlain),
+              "{\"v\":" + Repeat("[", kDeep) + "1" + Repeat("]", kDeep) + "}");
+    EXPECT_EQ(Write(vectors, kTyped), "{\"v\":" + Repeat(R"({"type":"vector","value":[)", kDeep) +
+                                          Typed("int", "1") + Repeat("]}", kDeep) + "}");
+    PutChain(chain, kDeep);
+    const std::string plain = Write(chain, kPlain);
+    EXPECT_EQ(plain, "{" + Repeat("\"a\":{", kDeep) + "\"a\":1" + Repeat("}", kDeep) + "}");
+    EXPECT_EQ(Write(chain, kTyped),
+              "{" + Repeat(R"("a":{"type":"properties","value":{)", kDeep) +
+                  "\"a\":" + Typed("int", "1") + Repeat("}}", kDeep) + "}");
+    TavPropertyValue bad = Str("\xFF");
+    EXPECT_TRUE(TavPropertiesAddPropertyCStr(ChainBag(chain, kDeep), "z", &bad));
+    TavPropertyValueDestruct(&bad);
+    EXPECT_EQ(Write(chain, Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_FAIL)), "FAILED");
+    for (std::size_t depth : {std::size_t{0}, std::size_t{1}, kDeep / 2, kDeep}) {
+        EXPECT_TRUE(Unlocked(ChainBag(chain, depth))) << depth;
+    }
+}
+
+// The example nests vectors deeper than the walk keeps in place and holds a
+// string longer than the writer buffers, so that every kind of memory the
+// write takes can fail.
+TEST(WriteJson, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing) {
+    tavtest::CountingAllocator alloc;
+    Bag inner(alloc), bag(alloc);
+    const std::string longText(9000, 'x');
+    bag.Put("n", Nested(inner.Put("s", Str("a\"\x01\xFF", alloc))));
+    bag.Put("l", Str(longText.c_str(), alloc));
+    bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{3, 4}, 0));
+    PutVectorChain(bag, "w", 40, Str("deep", alloc), alloc);
+    for (const TavJsonOptions& o : {kPlain, Options(TAV_JSON_TYPED, 2)}) {
+        const std::string expected = Write(bag, o);
+        TavString out;
+        TavStringConstructCStr(&out, "kept", alloc);
+        EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+            const TavString* result = TavPropertiesWriteJson(bag, &out, &o);
+            EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
+            EXPECT_EQ(Text(&out), result ? expected : "kept") << k;
+        }), 4u);  // the allocator reports any block left when the test ends
+        TavStringDestruct(&out);
+    }
+}
+
+}  // namespace
