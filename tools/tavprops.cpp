@@ -101,6 +101,7 @@ struct Input {
     std::string text;
     bool whole = false;  // standard input or a file, not yet split into lines
     std::string path;    // of the file; empty for standard input
+    bool json = false;   // set when loaded
 };
 
 struct Options {
@@ -153,7 +154,7 @@ Outcome ParseOperandOption(const std::string& option, const std::string& operand
     if (option == "--get") o.gets.push_back(operand);
     if (option == "--file") {
         if (operand.empty()) return Usage("--file needs a file name");
-        o.inputs.push_back({"file " + Quoted(operand), {}, true, operand});
+        o.inputs.push_back({"file " + Quoted(operand), {}, true, operand, false});
     }
     return {};
 }
@@ -181,7 +182,7 @@ Outcome ParseArguments(int argc, char** argv, Options& o) {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (optionsDone || arg.empty() || arg[0] != '-') {
-            o.inputs.push_back({"argument " + std::to_string(i) + " " + Quoted(arg), arg, false, {}});
+            o.inputs.push_back({"argument " + std::to_string(i) + " " + Quoted(arg), arg, false, {}, false});
         } else if (arg == "--") {
             optionsDone = true;
         } else if (TakesOperand(arg)) {
@@ -225,7 +226,7 @@ void AppendLines(const Input& whole, std::vector<Input>& inputs) {
         if (end == std::string::npos) end = whole.text.size();
         std::string line = whole.text.substr(start, end - start);
         if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (!line.empty()) inputs.push_back({whole.origin + " line " + std::to_string(number), line, false, {}});
+        if (!line.empty()) inputs.push_back({whole.origin + " line " + std::to_string(number), line, false, {}, false});
         start = end + 1;
     }
 }
@@ -247,14 +248,15 @@ Outcome ReadWhole(const std::string& path, Input& input) {
 // Reads standard input and the files, then splits those in the one-line
 // syntax into lines; a JSON document stays whole.
 Outcome LoadInputs(std::vector<Input>& inputs) {
-    if (inputs.empty()) inputs.push_back({"standard input", {}, true, {}});
+    if (inputs.empty()) inputs.push_back({"standard input", {}, true, {}, false});
     std::vector<Input> loaded;
     for (Input& input : inputs) {
         if (input.whole) {
             if (Outcome f = ReadWhole(input.path, input)) return f;
         }
         if (Outcome f = RefuseNul(input)) return f;
-        if (input.whole && !StartsAsJson(input.text)) {
+        input.json = StartsAsJson(input.text);
+        if (input.whole && !input.json) {
             AppendLines(input, loaded);
         } else {
             loaded.push_back(input);
@@ -267,7 +269,7 @@ Outcome LoadInputs(std::vector<Input>& inputs) {
 // Reads one input, JSON or the one-line syntax, into bag; values read are
 // not settable, which the merge below relies on.
 Outcome ReadInput(const Input& input, const TavJsonOptions& json, TavProperties* bag) {
-    if (!StartsAsJson(input.text)) {
+    if (!input.json) {
         if (TavPropertiesReadFromString(bag, input.text.c_str())) return {};
         return Error(input.origin + ": not valid property syntax");
     }
@@ -359,12 +361,46 @@ Outcome CheckPathIn(const std::string& option, const std::string& path, const Ta
     return {};
 }
 
+bool MakeVectorsEditable(TavProperties* bag);
+
+// A vector and everything in it becomes settable; a nested bag in it has its
+// own vectors made so. False when out of memory.
+bool MakeEditable(TavPropertyValue* v) {
+    v->settable = TAV_TRUE;
+    if (TavPropertyValueGetType(v) == TAV_PROPERTYVALUE_TYPE_Properties) return MakeVectorsEditable(v->u.p);
+    if (TavPropertyValueGetType(v) != TAV_PROPERTYVALUE_TYPE_Vector) return true;
+    for (TavPropertyValue* e = v->u.vec.begin; e != v->u.vec.end; ++e) {
+        if (!MakeEditable(e)) return false;
+    }
+    return true;
+}
+
+// Inputs are read with fixed values so that the merge keeps the later input's
+// entries; a vector can only be edited element by element when it and its
+// elements are settable, so once merged every vector (found only in JSON
+// inputs) is made so. The bag is the tool's own: no listener, no other thread.
+// Entries outside vectors stay fixed and are replaced by remove-then-add.
+bool MakeVectorsEditable(TavProperties* bag) {
+    TavVector_TavString names;
+    if (TavVector_TavStringConstructDefault(&names, TavAllocatorGetDefault()) == nullptr) return false;
+    bool ok = TavPropertiesGetAllNames(bag, &names);
+    for (TavString* name = names.begin; ok && name != names.end; ++name) {
+        TavPropertyValue* v = TavPropertiesGetProperty(bag, name);
+        const TavPropertyValueType type = TavPropertyValueGetType(v);
+        if (type == TAV_PROPERTYVALUE_TYPE_Vector) ok = MakeEditable(v);
+        if (type == TAV_PROPERTYVALUE_TYPE_Properties) ok = MakeVectorsEditable(v->u.p);
+    }
+    TavVector_TavStringDestruct(&names);
+    return ok;
+}
+
 // Stores value at path. Values read from text are fixed, so replacing one
-// means removing it first.
+// means removing it first, then adding: for a vector element, Add inserts at
+// the index where Set would land on the element after it.
 bool Store(TavProperties* bag, const char* path, const TavPropertyValue* value) {
     return TavPropertiesSetPropertyAtPathCStr(bag, path, value) ||
            (TavPropertiesRemovePropertyAtPathCStr(bag, path) &&
-            TavPropertiesSetPropertyAtPathCStr(bag, path, value));
+            TavPropertiesAddPropertyAtPathCStr(bag, path, value));
 }
 
 // The value of an edit is read as the value of an entry named "x".
@@ -464,6 +500,7 @@ Outcome Run(int argc, char** argv) {
     Bag result;
     if (!result.ok()) return kOutOfMemory;
     if (Outcome f = MergeInputs(o.inputs, o.json, result.get())) return f;
+    if (!MakeVectorsEditable(result.get())) return kOutOfMemory;
     if (Outcome f = ApplyEdits(o.edits, result.get())) return f;
     return WriteResult(o, result.get());
 }
