@@ -31,6 +31,7 @@ run "$base" "$override"
 run --typed --get video.fps "$base" "$override"
 run --legacy-json --get video "$base" "$override"
 run --xml --set video.codec='"h264"' "$base" "$override"
+run --legacy-xml --get video "$base" "$override"
 run --dump --remove audio "$base" "$override"
 run --get video.width "$base" "$override"
 

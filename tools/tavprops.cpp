@@ -53,7 +53,9 @@ Options:
   --indent N         standard JSON with N spaces per level, one entry a line
   --legacy-json      write the earlier fixed-form JSON, byte for byte as before
                      (always typed; not always valid JSON)
-  --xml              write XML-like text
+  --xml              write well-formed XML
+  --legacy-xml       write the earlier XML-like text (one line per entry,
+                     nothing escaped, no root element), byte for byte as before
   --dump             write an indented dump
   --set PATH=VALUE   store VALUE at PATH ("a.b" is entry b of nested bag a);
                      VALUE is written as after "name=" (or "{...}" for a bag)
@@ -88,7 +90,7 @@ private:
     bool ok_ = false;
 };
 
-enum class Format { Json, LegacyJson, Xml, Dump };
+enum class Format { Json, LegacyJson, Xml, LegacyXml, Dump };
 
 struct Edit {
     enum class Kind { Set, Remove } kind;
@@ -171,6 +173,7 @@ bool ParseFlag(const std::string& option, Options& o) {
     else if (option == "--typed") o.json.style = TAV_JSON_TYPED;
     else if (option == "--version") o.version = true;
     else if (option == "--xml") o.format = Format::Xml;
+    else if (option == "--legacy-xml") o.format = Format::LegacyXml;
     else if (option == "--dump") o.format = Format::Dump;
     else if (option == "-h" || option == "--help") o.help = true;
     else return false;
@@ -448,7 +451,8 @@ Outcome Select(const std::vector<std::string>& paths, TavProperties* from, TavPr
     return {};
 }
 
-// The JSON (with a line end) or XML text of bag.
+// The JSON (with a line end) or XML text of bag; only the earlier XML-like
+// text can't fail.
 Outcome Render(const Options& o, TavProperties* bag, std::string& out) {
     TavString text;
     TavStringConstructDefault(&text, TavAllocatorGetDefault());
@@ -457,12 +461,14 @@ Outcome Render(const Options& o, TavProperties* bag, std::string& out) {
         ok = TavPropertiesWriteJson(bag, &text, &o.json) != nullptr && TavStringAppendChar(&text, '\n');
     } else if (o.format == Format::LegacyJson) {
         ok = TavPropertiesToJson(bag, &text) != nullptr && TavStringAppendChar(&text, '\n');
+    } else if (o.format == Format::Xml) {
+        ok = TavPropertiesWriteXml(bag, &text) != nullptr;
     } else {
         TavPropertiesToXml(bag, &text);
     }
     out.assign(TavStringCStr(&text), TavStringSize(&text));
     TavStringDestruct(&text);
-    if (!ok) return Error("cannot write JSON (out of memory, or bags nested too deeply)");
+    if (!ok) return Error("cannot make the output text (out of memory, or bags nested too deeply)");
     return {};
 }
 

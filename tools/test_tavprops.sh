@@ -26,10 +26,17 @@ valid_json() {
         fail "$1: output is not valid JSON: $(cat "$out")"
 }
 
+# valid_xml NAME: the last run's output is well-formed XML (when xmllint is there).
+valid_xml() {
+    command -v xmllint >/dev/null || { echo "note: no xmllint, $1 not checked" >&2; return; }
+    xmllint --noout "$out" 2>/dev/null || fail "$1: output is not well-formed XML: $(cat "$out")"
+}
+
 # expect NAME EXPECTED_STDOUT: the last run succeeded and wrote exactly that;
-# output that is JSON must parse.
+# output that is JSON or XML must parse.
 expect() {
     [ "$(head -c1 "$out")" = "{" ] && valid_json "$1"
+    [ "$(head -c5 "$out")" = "<?xml" ] && valid_xml "$1"
     [ "$status" -eq 0 ] || fail "$1: exit status $status ($(cat "$err"))"
     [ -s "$err" ] && fail "$1: wrote to standard error: $(cat "$err")"
     [ "$(cat "$out")" = "$2" ] || fail "$1: got
@@ -62,8 +69,16 @@ expect "legacy json keeps its bytes" '{"a":{"type":"bool","value":true},"b":{"ty
 run --version
 [ "$status" -eq 0 ] && grep -qE '^tavprops [0-9]+\.[0-9]+\.[0-9]+$' "$out" || fail "version: $(cat "$out")"
 
+run --legacy-xml 'a=1,n{e=0.5}'
+expect "legacy xml keeps its bytes" "$(printf '\t<value name="a" type="uint">1</value>\n\t<properties name="n">\n\t\t<value name="e" type="TavFloat64">0.500000</value>\n\t</properties> <!-- n -->')"
+
 run --xml 'a=1,n{e=0.5}'
-expect "xml" "$(printf '\t<value name="a" type="uint">1</value>\n\t<properties name="n">\n\t\t<value name="e" type="TavFloat64">0.500000</value>\n\t</properties> <!-- n -->')"
+expect "xml" "$(printf '<?xml version="1.0" encoding="UTF-8"?>\n<properties>\n<value name="a" type="uint">1</value>\n<properties name="n">\n<value name="e" type="float64">0.5</value>\n</properties>\n</properties>')"
+
+# Names and strings that need escaping, and bytes XML can't hold.
+run --xml '{"a&<>\"\u0001":"x\ty\r\u0000&","v":[1,{"k":[]},"\ufffe"],"e":{}}' 'b{c="<&>"}'
+[ "$status" -eq 0 ] || fail "xml escaping: exit status $status"
+valid_xml "xml escaping"
 
 run --dump 'a=1,n{e=0.5}'
 expect "dump" "$(printf 'a(TavUint): 1,\nn: [\n\t\te(float64): 0.50000,\n],')"
