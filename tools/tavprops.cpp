@@ -295,7 +295,7 @@ Outcome MergeInputs(const std::vector<Input>& inputs, const TavJsonOptions& json
         if (Outcome f = ReadInput(input, json, newer.get())) return f;
         if (TavPropertiesMerge(newer.get(), result) == nullptr ||
             TavPropertiesAssign(result, newer.get()) == nullptr) {
-            return kOutOfMemory;
+            return Error(input.origin + ": cannot merge (out of memory, or bags nested deeper than 63 levels)");
         }
     }
     return {};
