@@ -30,6 +30,14 @@ TAV_API void TavPropertyValuePrint(const TavPropertyValue* x, TavFile* file, con
  * can't be made. */
 TAV_API const TavString* TavPropertiesToXml(const TavProperties* x, TavString* xml);
 
+/* Replaces out's content with well-formed XML 1.0 of x (an XML declaration,
+ * a <properties> root; <properties name=..>, <vector name=..> and
+ * <value name=.. type=..>text</value>, one element a line), built with x's
+ * allocator, and returns out; on allocation failure returns NULL, out
+ * untouched. Names and strings escape & < > " tab LF CR as references; C0
+ * controls, bytes that are not UTF-8 and U+FFFE/U+FFFF become U+FFFD. */
+TAV_API const TavString* TavPropertiesWriteXml(const TavProperties* x, TavString* out);
+
 /* Replaces json's content with the JSON text of x and returns json; on
  * failure (allocation, bags nested deeper than 63 levels below x) returns
  * NULL and leaves json untouched. Vectors don't count as a level and nest

@@ -71,6 +71,37 @@ Scalar ScalarText(const TavPropertyValue* v, FloatDigits digits, ScalarBuffer& b
 // A size in decimal, as "%zu" writes it (for the two fields of a resolution).
 std::string_view SizeText(TavSizeT n, ScalarBuffer& buf);
 
+// The length of the UTF-8 sequence that starts at p, and whether it is
+// valid. An invalid one is its maximal subpart: the lead byte and the
+// continuation bytes that could still have completed it (at least one byte),
+// so that each such run becomes one U+FFFD. Overlong forms, surrogates and
+// code points past U+10FFFF are ruled out by the range of the second byte.
+struct Utf8Run {
+    std::size_t size;
+    bool valid;
+};
+
+inline Utf8Run NextUtf8(const unsigned char* p, const unsigned char* end) {
+    const unsigned lead = *p;
+    std::size_t size = 0;
+    unsigned lo = 0x80, hi = 0xBF;  // the range of the second byte
+    if (lead < 0x80) return {1, true};
+    if (lead >= 0xC2 && lead <= 0xDF) size = 2;
+    if (lead >= 0xE0 && lead <= 0xEF) size = 3;
+    if (lead >= 0xF0 && lead <= 0xF4) size = 4;
+    if (size == 0) return {1, false};
+    if (lead == 0xE0) lo = 0xA0;  // overlong below U+0800
+    if (lead == 0xED) hi = 0x9F;  // surrogates
+    if (lead == 0xF0) lo = 0x90;  // overlong below U+10000
+    if (lead == 0xF4) hi = 0x8F;  // past U+10FFFF
+    for (std::size_t k = 1; k < size; ++k, lo = 0x80, hi = 0xBF) {
+        if (p + k == end || p[k] < lo || p[k] > hi) return {k, false};
+    }
+    return {size, true};
+}
+
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD, in UTF-8
+
 // Collects text in a fixed buffer and appends it to a TavString when full or
 // flushed. After a failed append nothing more is appended: the string then
 // holds the text up to the last successful flush.
