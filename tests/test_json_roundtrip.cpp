@@ -244,7 +244,7 @@ TEST(JsonRoundTrip, PlainTextGivesBackTheKindsItMapsToThemselves) {
 }
 
 // The hand-picked extremes in one bag, so that each is met for sure.
-TEST(JsonRoundTrip, ExtremesOfEveryWidthAndAnEmptyName) {
+TEST(JsonRoundTrip, ExtremesOfEveryWidthEveryControlCharacterAndAnEmptyName) {
     Bag bag, empty;
     bag.Put("", Make(TavPropertyValueConstructInt64, INT64_MIN, TAV_TRUE));
     bag.Put("i", Make(TavPropertyValueConstructInt, INT32_MIN, TAV_TRUE));
@@ -257,6 +257,16 @@ TEST(JsonRoundTrip, ExtremesOfEveryWidthAndAnEmptyName) {
                            F32(std::numeric_limits<float>::max()), Vec({Vec({}), Nested(empty)}),
                            F64(std::numeric_limits<double>::lowest()),
                            F64(-std::numeric_limits<double>::denorm_min())}));
+    std::string controls(1, '\0');
+    for (char c = 1; c < ' '; ++c) controls += c;
+    controls += "\"\\\xf4\x8f\xbf\xbf";
+    TavString text;
+    TavStringConstructRange(&text, controls.data(), controls.data() + controls.size(),
+                            TavAllocatorGetDefault());
+    TavPropertyValue s = Make(TavPropertyValueConstructString, &text, TAV_TRUE);
+    EXPECT_TRUE(TavPropertiesSetProperty(bag, &text, &s));  // the same bytes as its name
+    TavPropertyValueDestruct(&s);
+    TavStringDestruct(&text);
     for (TavUint indent : {0u, 1u})
         CheckRoundTrip(bag, Options(TAV_JSON_TYPED, indent), true, TavAllocatorGetDefault());
 }
