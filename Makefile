@@ -41,7 +41,7 @@ FUZZ_LIMIT := -runs=$(FUZZ_RUNS) -seed=1
 else
 FUZZ_LIMIT := -max_total_time=$(FUZZ_SECONDS)
 endif
-FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure fuzz_json
+FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure fuzz_json fuzz_json_roundtrip
 FUZZ_DIR := build/fuzz
 
 fuzz: deps $(FUZZ_DIR)/CMakeCache.txt

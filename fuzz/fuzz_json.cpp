@@ -11,13 +11,11 @@
 // indentation grows with the square of the depth), and bits 3-7 from 16 up
 // refuse every n-th allocation (n from 2 to 17), where only memory safety
 // and the return of every block count. The rest is the text.
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "FuzzSupport.hpp"
 
@@ -53,38 +51,6 @@ std::string Write(const TavProperties* bag, TavUint indent) {
     return text;
 }
 
-// True when typed text carries every value of the bag back to an equal one:
-// no NaN and no pointer anywhere. Walked with a stack, as bags nest deeply.
-bool RoundTrips(const TavProperties* bag) {
-    std::vector<const TavProperties*> bags{bag};
-    std::vector<const TavPropertyValue*> values;
-    while (!bags.empty() || !values.empty()) {
-        if (!bags.empty()) {
-            const TavMap_TavString__TavPropertyValue* map = &bags.back()->map;
-            bags.pop_back();
-            for (auto it = TavMap_TavString__TavPropertyValueBeginConst(map);
-                 it != TavMap_TavString__TavPropertyValueEndConst(map);
-                 TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
-                values.push_back(&it->value.second);
-            continue;
-        }
-        const TavPropertyValue* v = values.back();
-        values.pop_back();
-        switch (v->type) {
-            case TAV_PROPERTYVALUE_TYPE_Float32: if (std::isnan(v->u.f32)) return false; break;
-            case TAV_PROPERTYVALUE_TYPE_Float64: if (std::isnan(v->u.f64)) return false; break;
-            case TAV_PROPERTYVALUE_TYPE_VoidPtr: return false;
-            case TAV_PROPERTYVALUE_TYPE_Properties: bags.push_back(v->u.p); break;
-            case TAV_PROPERTYVALUE_TYPE_Vector:
-                for (const TavPropertyValue* e = v->u.vec.begin; e != v->u.vec.end; ++e)
-                    values.push_back(e);
-                break;
-            default: break;
-        }
-    }
-    return true;
-}
-
 // Entries the text may meet: a settable one to assign, one that keeps its
 // value, a nested bag and a vector.
 bool Prefill(TavProperties* bag, TavAllocator* a) {
@@ -111,7 +77,8 @@ bool Prefill(TavProperties* bag, TavAllocator* a) {
 
 // Typed text of an accepted bag reads back to an equal bag writing the same bytes.
 void CheckRoundTrip(const TavProperties* bag, TavUint indent, std::size_t length, TavAllocator* a) {
-    if (!RoundTrips(bag)) return;
+    const tavfuzz::TypedTextLosses losses = tavfuzz::FindTypedTextLosses(bag);
+    if (losses.nan || losses.pointer) return;
     const std::string text = Write(bag, indent);
     TavProperties back;
     Require(TavPropertiesConstructDefault(&back, a) == &back, "bag");
