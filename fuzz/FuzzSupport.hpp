@@ -398,7 +398,9 @@ inline TypedTextLosses FindTypedTextLosses(const TavProperties* bag) {
             case TAV_PROPERTYVALUE_TYPE_Float32: found.nan |= std::isnan(v->u.f32); break;
             case TAV_PROPERTYVALUE_TYPE_Float64: found.nan |= std::isnan(v->u.f64); break;
             case TAV_PROPERTYVALUE_TYPE_Bool: found.reshaped |= v->u.b > 1; break;
-            case TAV_PROPERTYVALUE_TYPE_MediaFormat: found.reshaped |= !PrintsAsItself(v->u.fmt); break;
+            case TAV_PROPERTYVALUE_TYPE_MediaFormat:
+                found.reshaped |= !PrintsAsItself(v->u.fmt);
+                break;
             case TAV_PROPERTYVALUE_TYPE_VoidPtr:
             case TAV_PROPERTYVALUE_TYPE_SharedVoidPtr:
             case TAV_PROPERTYVALUE_TYPE_WeakVoidPtr:

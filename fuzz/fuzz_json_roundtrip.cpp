@@ -3,7 +3,8 @@
 // a pointer, leaving the bag it reads into empty; otherwise the text reads
 // back to a bag that writes the same bytes, and that equals the original
 // unless it held what the text can't carry as it was (see TypedTextLosses)
-// or bytes that are not UTF-8 (written as U+FFFD). Every block goes back to its allocator.
+// or bytes that are not UTF-8 (written as U+FFFD; the text read back then
+// settles after one more round). Every block goes back to its allocator.
 //
 // The first byte chooses the layout (bit 0: indented); the rest drives up to
 // 48 steps, each setting a value of a kind the input picks, a float from any
