@@ -8,9 +8,12 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
+#include <type_traits>
 
 #include "CountingAllocator.hpp"
 #include "text_support.hpp"
@@ -67,7 +70,7 @@ T Integer(std::mt19937_64& rng) {
 struct Generator {
     std::mt19937_64 rng;
     TavAllocator* alloc;
-    bool plainOnly;   // only kinds the plain form gives back as themselves
+    bool plainOnly;  // only kinds the plain form gives back as themselves
     bool sawNaN = false;
 
     explicit Generator(uint64_t seed, TavAllocator* a, bool plain)
