@@ -41,7 +41,7 @@ FUZZ_LIMIT := -runs=$(FUZZ_RUNS) -seed=1
 else
 FUZZ_LIMIT := -max_total_time=$(FUZZ_SECONDS)
 endif
-FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure
+FUZZ_TARGETS := fuzz_reader fuzz_paths fuzz_structure fuzz_json fuzz_json_roundtrip
 FUZZ_DIR := build/fuzz
 
 fuzz: deps $(FUZZ_DIR)/CMakeCache.txt
@@ -50,6 +50,7 @@ fuzz: deps $(FUZZ_DIR)/CMakeCache.txt
 	for t in $(FUZZ_TARGETS); do \
 	  work=$(FUZZ_DIR)/corpus-work/$$t; mkdir -p $$work; cp -n fuzz/corpus/$$t/* $$work/ 2>/dev/null || true; \
 	  dict=; [ $$t = fuzz_reader ] && dict=-dict=fuzz/reader.dict; \
+	  [ $$t = fuzz_json ] && dict=-dict=fuzz/json.dict; \
 	  echo "== $$t ($(FUZZ_LIMIT))"; \
 	  log=$(FUZZ_DIR)/$$t.log; \
 	  $(FUZZ_DIR)/fuzz/$$t $$dict $(FUZZ_LIMIT) -timeout=60 -print_final_stats=1 \

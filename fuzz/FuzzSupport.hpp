@@ -9,9 +9,11 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "Os/TavProperties.h"
 
@@ -356,6 +358,66 @@ inline void WriteAll(const TavProperties* bag, TavAllocator* a, bool expectJson)
     }
     TavStringDestruct(&xml);
     TavStringDestruct(&json);
+}
+
+// ---- JSON ----------------------------------------------------------------
+
+// What typed JSON of the bag can't give back as it was: a NaN (equal to
+// nothing), a pointer (refused by the reader), a Bool other than 0 and 1
+// (written true) or a format code with a byte that does not print (written
+// as a dot). Walked with a stack, as bags nest deeply.
+struct TypedTextLosses {
+    bool nan = false;
+    bool pointer = false;
+    bool reshaped = false;
+};
+
+inline bool PrintsAsItself(TavMediaFormat code) {
+    for (int i = 0; i < 4; ++i, code >>= 8)
+        if ((code & 0xFFu) < ' ' || (code & 0xFFu) > '~') return false;
+    return true;
+}
+
+inline TypedTextLosses FindTypedTextLosses(const TavProperties* bag) {
+    TypedTextLosses found;
+    std::vector<const TavProperties*> bags{bag};
+    std::vector<const TavPropertyValue*> values;
+    while (!bags.empty() || !values.empty()) {
+        if (!bags.empty()) {
+            const TavMap_TavString__TavPropertyValue* map = &bags.back()->map;
+            bags.pop_back();
+            for (auto it = TavMap_TavString__TavPropertyValueBeginConst(map);
+                 it != TavMap_TavString__TavPropertyValueEndConst(map);
+                 TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
+                values.push_back(&it->value.second);
+            continue;
+        }
+        const TavPropertyValue* v = values.back();
+        values.pop_back();
+        switch (v->type) {
+            case TAV_PROPERTYVALUE_TYPE_Float32: found.nan |= std::isnan(v->u.f32); break;
+            case TAV_PROPERTYVALUE_TYPE_Float64: found.nan |= std::isnan(v->u.f64); break;
+            case TAV_PROPERTYVALUE_TYPE_Bool: found.reshaped |= v->u.b > 1; break;
+            case TAV_PROPERTYVALUE_TYPE_MediaFormat:
+                found.reshaped |= !PrintsAsItself(v->u.fmt);
+                break;
+            case TAV_PROPERTYVALUE_TYPE_VoidPtr:
+            case TAV_PROPERTYVALUE_TYPE_SharedVoidPtr:
+            case TAV_PROPERTYVALUE_TYPE_WeakVoidPtr:
+            case TAV_PROPERTYVALUE_TYPE_SharedPtr:
+            case TAV_PROPERTYVALUE_TYPE_WeakPtr:
+            case TAV_PROPERTYVALUE_TYPE_Wrapper: found.pointer = true; break;
+            case TAV_PROPERTYVALUE_TYPE_Properties:
+                if (v->u.p != nullptr) bags.push_back(v->u.p);
+                break;
+            case TAV_PROPERTYVALUE_TYPE_Vector:
+                for (const TavPropertyValue* e = v->u.vec.begin; e != v->u.vec.end; ++e)
+                    values.push_back(e);
+                break;
+            default: break;
+        }
+    }
+    return found;
 }
 
 }  // namespace tavfuzz

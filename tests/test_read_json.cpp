@@ -234,6 +234,7 @@ TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
         {"uint16", "65536", nullptr}, {"uint64", "18446744073709551615", "u64:18446744073709551615"},
         {"uint64", "18446744073709551616", nullptr}, {"size_t", "7", "sz:7"}, {"size_t", "\"7\"", nullptr},
         {"time", "-5", "t:-5"}, {"float32", "1.25", "f32:1.25"}, {"float32", "1e39", nullptr},
+        {"float32", "-3.4028235e+38", "f32:-3.4028234663852886e+38"}, {"float32", "3.4028236e+38", nullptr},
         {"float32", "\"-Infinity\"", "f32:-inf"}, {"float64", "0.500000", "f64:0.5"},
         {"float64", "3", "f64:3"}, {"float64", "\"NaN\"", "f64:nan"}, {"float64", "\"Infinity\"", "f64:inf"},
         {"float64", "\"nan\"", nullptr}, {"string", "\"a\\\"b\"", "s:a\"b"}, {"string", "1", nullptr},

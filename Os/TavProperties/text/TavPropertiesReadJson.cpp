@@ -852,7 +852,11 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
         x = v->u.f64;
     }
     const bool single = kind == TAV_PROPERTYVALUE_TYPE_Float32;
-    if (single && std::isfinite(x) && std::fabs(x) > std::numeric_limits<TavFloat32>::max())
+    // The shortest text of the largest Float32 (3.4028235e+38) reads as a double
+    // just above it, so the bound is where rounding to a Float32 gives infinity:
+    // halfway from the largest Float32 to 2^128.
+    constexpr TavFloat64 kFloat32Overflow = 0x1.ffffffp+127;
+    if (single && std::isfinite(x) && std::fabs(x) >= kFloat32Overflow)
         return Fail(f.memberAt, "number out of range of its type");
     if (single)
         return TavPropertyValueConstructFloat32(v, static_cast<TavFloat32>(x), LeafSettable()) !=
