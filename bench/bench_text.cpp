@@ -3,6 +3,7 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
+#include <nlohmann/json.hpp>
 
 #include "Os/TavProperties.h"
 
@@ -145,6 +146,26 @@ void BM_ReadJsonTyped(benchmark::State& state) {
     });
 }
 BENCHMARK(BM_ReadJsonTyped)->Unit(benchmark::kMillisecond);
+
+// The same text parsed into a DOM by the library users reach for most often:
+// the yardstick the standard reader is measured against.
+void BM_ParseJsonNlohmann(benchmark::State& state) {
+    TavString json;
+    TavStringConstructDefault(&json, TavAllocatorGetDefault());
+    TavPropertiesToJson(Shared().bag(), &json);
+    const std::string text(TavStringCStr(&json), TavStringSize(&json));
+    TavStringDestruct(&json);
+    for (auto _ : state) {
+        nlohmann::json parsed = nlohmann::json::parse(text);
+        benchmark::DoNotOptimize(parsed);
+        state.PauseTiming();
+        parsed = nullptr;
+        state.ResumeTiming();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(text.size()));
+}
+BENCHMARK(BM_ParseJsonNlohmann)->Unit(benchmark::kMillisecond);
 
 // "a{a{...a{a=1}...}}" with range(0) levels of braces: the cost of deep input,
 // which should grow in proportion to the depth.
