@@ -119,6 +119,17 @@ inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t lev
 
 // Runs f on a thread with a small stack (256 KiB): a walk that went one call
 // deeper per level of the tree would overflow it at the depths used here.
+// The example of the standard writers' allocation-failure sweeps: a nested
+// bag with a string to escape, a string of `fill` longer than the writers
+// buffer, and vectors nested deeper than a walk keeps in place, so that every
+// kind of memory a write takes can fail.
+inline void PutFailureExample(Bag& bag, Bag& inner, TavAllocator* a, char fill) {
+    const std::string longText(9000, fill);
+    bag.Put("n", Nested(inner.Put("s", Str("a\"\x01\xFF", a))));
+    bag.Put("l", Str(longText.c_str(), a));
+    PutVectorChain(bag, "w", 40, Str("deep", a), a);
+}
+
 template <class F>
 void OnSmallStack(F&& f) {
     using Fn = std::remove_reference_t<F>;
