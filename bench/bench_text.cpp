@@ -131,30 +131,46 @@ void ReadEachTime(benchmark::State& state, const std::string& text,
 void BM_ReadFromString(benchmark::State& state) { ReadEachTime(state, Shared().text()); }
 BENCHMARK(BM_ReadFromString)->Unit(benchmark::kMillisecond);
 
-// The bag's JSON (its typed values are valid JSON for this data) read back
-// with the standard reader in the typed style.
-void BM_ReadJsonTyped(benchmark::State& state) {
+// The bag's fixed-form JSON (its typed values are valid JSON for this data)
+// and its plain standard JSON: the texts the standard reader is timed on.
+std::string FixedJson() {
     TavString json;
     TavStringConstructDefault(&json, TavAllocatorGetDefault());
     TavPropertiesToJson(Shared().bag(), &json);
-    const std::string text(TavStringCStr(&json), TavStringSize(&json));
+    std::string text(TavStringCStr(&json), TavStringSize(&json));
     TavStringDestruct(&json);
-    ReadEachTime(state, text, [](TavProperties* bag, const std::string& t) {
-        TavJsonOptions options{};
-        options.style = TAV_JSON_TYPED;
-        return TavPropertiesReadJson(bag, t.data(), t.size(), &options, nullptr);
-    });
+    return text;
+}
+
+std::string PlainJson() {
+    TavString json;
+    TavStringConstructDefault(&json, TavAllocatorGetDefault());
+    TavPropertiesWriteJson(Shared().bag(), &json, nullptr);
+    std::string text(TavStringCStr(&json), TavStringSize(&json));
+    TavStringDestruct(&json);
+    return text;
+}
+
+template <TavJsonStyle Style>
+TavBool ReadJson(TavProperties* bag, const std::string& text) {
+    TavJsonOptions options{};
+    options.style = Style;
+    return TavPropertiesReadJson(bag, text.data(), text.size(), &options, nullptr);
+}
+
+void BM_ReadJsonTyped(benchmark::State& state) {
+    ReadEachTime(state, FixedJson(), ReadJson<TAV_JSON_TYPED>);
 }
 BENCHMARK(BM_ReadJsonTyped)->Unit(benchmark::kMillisecond);
 
-// The same text parsed into a DOM by the library users reach for most often:
+void BM_ReadJsonPlain(benchmark::State& state) {
+    ReadEachTime(state, PlainJson(), ReadJson<TAV_JSON_PLAIN>);
+}
+BENCHMARK(BM_ReadJsonPlain)->Unit(benchmark::kMillisecond);
+
+// The same texts parsed into a DOM by the library users reach for most often:
 // the yardstick the standard reader is measured against.
-void BM_ParseJsonNlohmann(benchmark::State& state) {
-    TavString json;
-    TavStringConstructDefault(&json, TavAllocatorGetDefault());
-    TavPropertiesToJson(Shared().bag(), &json);
-    const std::string text(TavStringCStr(&json), TavStringSize(&json));
-    TavStringDestruct(&json);
+void ParseEachTime(benchmark::State& state, const std::string& text) {
     for (auto _ : state) {
         nlohmann::json parsed = nlohmann::json::parse(text);
         benchmark::DoNotOptimize(parsed);
@@ -165,7 +181,12 @@ void BM_ParseJsonNlohmann(benchmark::State& state) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(text.size()));
 }
-BENCHMARK(BM_ParseJsonNlohmann)->Unit(benchmark::kMillisecond);
+
+void BM_ParseJsonNlohmannTyped(benchmark::State& state) { ParseEachTime(state, FixedJson()); }
+BENCHMARK(BM_ParseJsonNlohmannTyped)->Unit(benchmark::kMillisecond);
+
+void BM_ParseJsonNlohmannPlain(benchmark::State& state) { ParseEachTime(state, PlainJson()); }
+BENCHMARK(BM_ParseJsonNlohmannPlain)->Unit(benchmark::kMillisecond);
 
 // "a{a{...a{a=1}...}}" with range(0) levels of braces: the cost of deep input,
 // which should grow in proportion to the depth.

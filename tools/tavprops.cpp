@@ -280,9 +280,11 @@ Outcome ReadInput(const Input& input, const TavJsonOptions& json, TavProperties*
     options.readOnly = 1;
     TavTextError e{};
     if (TavPropertiesReadJson(bag, input.text.data(), input.text.size(), &options, &e)) return {};
+    const std::string member =
+        e.member != nullptr ? " (member \"" + std::string(e.member, e.memberSize) + "\")" : "";
     return Error(input.origin + ": invalid JSON at offset " + std::to_string(e.offset) + " (line " +
                  std::to_string(e.line) + ", column " + std::to_string(e.column) + "): " +
-                 (e.message ? e.message : "refused"));
+                 (e.message ? e.message : "refused") + member);
 }
 
 // Later inputs win: the bag read so far is merged into the newer one, whose

@@ -190,6 +190,10 @@ expect_error "missing file" 1 'file "/nonexistent/file": cannot open'
 run --typed '{"a":{"type":"nope","value":1}}'
 expect_error "typed json with an unknown type" 1 "invalid JSON"
 
+run --typed '{"cam":{"type":"ptr","value":1}}'
+expect_error "typed json with a pointer names the member" 1 \
+    'offset 1 (line 1, column 2): pointer kinds can'"'"'t be read (member "cam")'
+
 # ---- output errors ---------------------------------------------------------
 python3 -c 'import json; print(json.dumps({"k%d" % i: "v" * 20 for i in range(20000)}))' >"$file"
 "$tool" --indent 4 --file "$file" 2>"$err" | head -c1 >/dev/null

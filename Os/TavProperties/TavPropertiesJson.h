@@ -41,12 +41,18 @@ typedef struct TavJsonOptions_ {
 } TavJsonOptions;
 
 /* Where and why a text was refused: the byte offset, the line and column
- * (from 1) and a short static message. */
+ * (from 1) and a short static message. When a typed value of a member is
+ * refused (a pointer kind, a value that does not fit its type), member and
+ * memberSize give that member's name as it stands in the text, between its
+ * quotes with any escapes left as written: it points into the caller's text.
+ * Otherwise (an element of a vector, a syntax error) member is NULL. */
 typedef struct TavTextError_ {
     TavSizeT offset;
     TavSizeT line;
     TavSizeT column;
     const char* message;
+    const char* member;
+    TavSizeT memberSize;
 } TavTextError;
 
 /* Replaces out's content with the JSON text of x, built with x's allocator,

@@ -8,6 +8,7 @@
 // Nodes never move once linked; erasure relinks a neighbour into the erased
 // node's place, so positions of the other elements stay valid.
 #include <cstdint>
+#include <cstring>
 #include <utility>
 
 #include "Os/TavProperties.h"
@@ -59,10 +60,10 @@ bool PairsEqual(const Pair* x, const Pair* y) {
 
 // A node holding copies of value's key and value; nothing is left allocated
 // when it cannot be made.
-Node* NewNode(TavAllocator* alloc, const Pair* value) {
+Node* NewNode(TavAllocator* alloc, const TavString* key, const TavPropertyValue* value) {
     auto* node = static_cast<Node*>(TavAllocatorAllocate(alloc, kNodeSize));
     if (node == nullptr) return nullptr;
-    if (ConstructPair(&node->value, &value->first, &value->second) == nullptr) {
+    if (ConstructPair(&node->value, key, value) == nullptr) {
         TavAllocatorDeallocate(alloc, node, kNodeSize);
         return nullptr;
     }
@@ -83,7 +84,7 @@ void DeleteTree(Node* node, TavAllocator* alloc) {
 // Copies the subtree at src, same shape and heights. On failure everything
 // copied so far has been returned to alloc.
 Node* CopyTree(const Node* src, Node* parent, Node** pPtr, TavAllocator* alloc) {
-    Node* copy = NewNode(alloc, &src->value);
+    Node* copy = NewNode(alloc, &src->value.first, &src->value.second);
     if (copy == nullptr) return nullptr;
     copy->left = nullptr;
     copy->right = nullptr;
@@ -110,7 +111,24 @@ Node* CopyTree(const Node* src, Node* parent, Node** pPtr, TavAllocator* alloc) 
 
 // ---- nodes: search and in-order walks (N is Node or const Node) -------------
 
-bool KeyBefore(const TavString* a, const TavString* b) { return TavStringCompare(a, b) < 0; }
+// TavStringCompare's order (unsigned bytes, then length), inline: names are
+// mostly short, and a search compares once per level.
+inline int CompareKeys(const TavString* a, const TavString* b) {
+    const TavSizeT common = a->size < b->size ? a->size : b->size;
+    if (common > 16) {
+        const int order = std::memcmp(a->buf, b->buf, common);
+        if (order != 0) return order;
+    } else {
+        const auto* x = reinterpret_cast<const unsigned char*>(a->buf);
+        const auto* y = reinterpret_cast<const unsigned char*>(b->buf);
+        for (TavSizeT i = 0; i < common; ++i) {
+            if (x[i] != y[i]) return x[i] < y[i] ? -1 : 1;
+        }
+    }
+    return a->size < b->size ? -1 : (a->size > b->size ? 1 : 0);
+}
+
+bool KeyBefore(const TavString* a, const TavString* b) { return CompareKeys(a, b) < 0; }
 
 TavSizeT HeightOf(const Node* node) { return node != nullptr ? node->height : 0; }
 
@@ -160,13 +178,9 @@ N* Predecessor(N* node) {
 template <class N>
 N* FindBelow(N* node, const TavString* key) {
     while (node != nullptr) {
-        if (KeyBefore(key, &node->value.first)) {
-            node = node->left;
-        } else if (KeyBefore(&node->value.first, key)) {
-            node = node->right;
-        } else {
-            return node;
-        }
+        const int order = CompareKeys(key, &node->value.first);
+        if (order == 0) return node;
+        node = order < 0 ? node->left : node->right;
     }
     return nullptr;
 }
@@ -274,7 +288,10 @@ void Rebalance(Node* node, bool removing) {
         } else if (hr > hl + 1) {
             node = RestoreBalance<&Node::right, &Node::left>(node, removing);
         } else {
-            node->height = (hl > hr ? hl : hr) + 1;
+            const TavSizeT height = (hl > hr ? hl : hr) + 1;
+            // After an insertion a subtree whose height stays is balanced above.
+            if (!removing && height == node->height) return;
+            node->height = height;
             node = node->parent;
         }
     }
@@ -282,17 +299,17 @@ void Rebalance(Node* node, bool removing) {
 
 // ---- linking ---------------------------------------------------------------------
 
-InsertResult InsertBelow(Node* cur, Node* newNode) {
+// With `ascending`, keys are expected to come in order (a text written by
+// name): one comparison with the last key then finds the place.
+InsertResult InsertBelow(Node* cur, Node* newNode, bool ascending = false) {
     const TavString* key = &newNode->value.first;
+    Node* last = ascending ? Outermost<&Node::right>(cur) : nullptr;
+    const bool atEnd = last != nullptr && CompareKeys(key, &last->value.first) > 0;
+    if (atEnd) cur = last;
     for (;;) {
-        Node** link;
-        if (KeyBefore(key, &cur->value.first)) {
-            link = &cur->left;
-        } else if (KeyBefore(&cur->value.first, key)) {
-            link = &cur->right;
-        } else {
-            return InsertResult{cur, TAV_FALSE};
-        }
+        const int order = atEnd ? 1 : CompareKeys(key, &cur->value.first);
+        if (order == 0) return InsertResult{cur, TAV_FALSE};
+        Node** link = order < 0 ? &cur->left : &cur->right;
         if (*link == nullptr) {
             *link = newNode;
             newNode->pPtr = link;
@@ -455,6 +472,26 @@ void Detach(Map* bt, Node* node) {
 
 void ReleaseStorage(Map* bt, Node* node) { TavAllocatorDeallocate(bt->alloc, node, kNodeSize); }
 
+Node* NewDetached(Map* bt, const TavString* key, const TavPropertyValue* value) {
+    return NewNode(bt->alloc, key, value);
+}
+
+void DestroyDetached(Map* bt, Node* node) { FreeNode(node, bt->alloc); }
+
+bool TryLink(Map* bt, Node* node) {
+    node->left = nullptr;
+    node->right = nullptr;
+    node->height = 1;
+    if (bt->end.left == nullptr) {
+        bt->end.left = node;
+        AttachRoot(bt);
+    } else if (!InsertBelow(bt->end.left, node, true).second) {
+        return false;
+    }
+    ++bt->size;
+    return true;
+}
+
 }  // namespace tav::map
 
 extern "C" {
@@ -572,7 +609,7 @@ TavBool TavMap_TavString__TavPropertyValueEqual(const Map* a, const Map* b) {
 // The node and its copies are made before the search: inserting a present
 // key costs one node and two copies, which are given back at once.
 InsertResult TavMap_TavString__TavPropertyValueInsert(Map* bt, const Pair* value) {
-    Node* node = NewNode(bt->alloc, value);
+    Node* node = NewNode(bt->alloc, &value->first, &value->second);
     if (node == nullptr) return InsertResult{&bt->end, TAV_FALSE};
     node->left = nullptr;
     node->right = nullptr;

@@ -21,6 +21,17 @@ void Detach(Map* bt, Node* node);
 // must already be destroyed.
 void ReleaseStorage(Map* bt, Node* node);
 
+// A node that no map holds yet, with copies of key and value from bt's
+// allocator; null, with nothing left allocated, when it can't be made.
+Node* NewDetached(Map* bt, const TavString* key, const TavPropertyValue* value);
+
+// Destroys a detached node's key and value and gives its storage back.
+void DestroyDetached(Map* bt, Node* node);
+
+// Links a detached node whose key and value are filled; false, with the node
+// left as it was, when bt already holds its key.
+bool TryLink(Map* bt, Node* node);
+
 // The node that holds value as its mapped half.
 inline Node* NodeOfValue(TavPropertyValue* value) {
     constexpr auto kOffset = offsetof(Node, value) + offsetof(TavPair_TavString__TavPropertyValue, second);

@@ -7,48 +7,40 @@
 #define TAV_OS_TAVPROPERTIES_DETAIL_TAVTAKENENTRY_HPP
 
 #include <cstring>
+#include <utility>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
 
 namespace tav {
 
 using MapNode = TavMap_TavString__TavPropertyValue_Node;
 
-// The entry of that name, or null. The map's end node holds the root in its
-// left link.
-inline MapNode* FindNode(TavMap_TavString__TavPropertyValue* map, const TavString* name) {
-    MapNode* root = map->end.left;
-    return root == nullptr ? nullptr : TavMap_TavString__TavPropertyValue_NodeFind(root, name);
-}
+// What a taken entry does to one of the same name already in the map.
+enum class OnDuplicate { KeepFirst, KeepLast };
 
-// Links a filled node whose name the map does not hold.
-inline void LinkNode(TavMap_TavString__TavPropertyValue* map, MapNode* node) {
-    node->left = node->right = nullptr;
-    node->height = 1;
-    if (map->end.left == nullptr) {
-        map->end.left = node;
-        node->parent = &map->end;
-        node->pPtr = &map->end.left;
-    } else {
-        TavMap_TavString__TavPropertyValue_NodeInsert(map->end.left, node);
-    }
-    ++map->size;
-}
-
-// A new node for an absent name, taking v and the text of name (name is left
-// empty); false, with v destroyed, when the node can't be had.
+// A new node taking v and the text of name (name is left empty); false, with
+// v destroyed, only when the node can't be had. Of two entries with one name
+// the first or the last keeps its value; the other value is destroyed.
 inline bool LinkTaken(TavMap_TavString__TavPropertyValue* map, TavString* name,
-                      TavPropertyValue* v) {
+                      TavPropertyValue* v, OnDuplicate duplicate) {
     void* storage = TavAllocatorAllocate(map->alloc, sizeof(MapNode));
     if (storage == nullptr) {
         TavPropertyValueDestruct(v);
         return false;
     }
     auto* node = static_cast<MapNode*>(storage);
-    TavStringConstructDefault(&node->value.first, name->allocator);
-    TavStringMove(&node->value.first, name);  // one allocator: takes the buffer, can't fail
+    node->value.first = *name;  // takes the buffer as it is
+    TavStringConstructDefault(name, name->allocator);
     node->value.second = *v;
-    LinkNode(map, node);
+    if (map::TryLink(map, node)) return true;
+    // The text already held that name: the search is repeated only then.
+    MapNode* present = TavMap_TavString__TavPropertyValue_NodeFind(map->end.left, &node->value.first);
+    TavPropertyValue* loser = &node->value.second;
+    if (duplicate == OnDuplicate::KeepLast) std::swap(*loser, present->value.second);
+    TavPropertyValueDestruct(loser);
+    TavStringDestruct(&node->value.first);
+    map::ReleaseStorage(map, node);
     return true;
 }
 

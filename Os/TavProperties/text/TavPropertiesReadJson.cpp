@@ -22,6 +22,7 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#include <string_view>
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
@@ -77,6 +78,15 @@ TavSizeT Utf8Length(const char* s, const char* end) {
     return n;
 }
 
+// The bytes a string may hold as they are and that need no further look.
+constexpr struct PlainBytes {
+    bool is[256] = {};
+    constexpr PlainBytes() {
+        for (int c = 0x20; c < 0x80; ++c) is[c] = c != '"' && c != '\\';
+    }
+    constexpr bool operator[](unsigned char c) const { return is[c]; }
+} kPlainByte;
+
 char* PutUtf8(char* out, unsigned long c) {
     if (c < 0x80) {
         *out++ = static_cast<char>(c);
@@ -121,10 +131,12 @@ char SimpleEscape(char c) {
 
 // The text of a checked string token (between its quotes) into out. Every
 // escape is at least as long as what it stands for, so the raw bytes are
-// copied once and decoded in place.
-bool DecodeString(const char* first, const char* last, TavString* out) {
+// copied once and decoded in place. `escaped` false: the scan saw none.
+bool DecodeString(const char* first, const char* last, TavString* out, bool escaped = true) {
     if (TavStringAssignRange(out, first, last) == nullptr) return false;
-    if (first == last) return true;  // an empty string may point at static text
+    const auto n = static_cast<std::size_t>(last - first);
+    // Most strings hold no escape; an empty one may point at static text.
+    if (!escaped || n == 0 || std::memchr(first, '\\', n) == nullptr) return true;
     const char* in = out->buf;
     const char* end = out->buf + out->size;
     char* put = out->buf;
@@ -162,8 +174,8 @@ Integer ParseInteger(const char* s, const char* end) {
     n.negative = *s == '-';
     for (s += n.negative; s < end; ++s) {
         const auto digit = static_cast<TavUint64>(*s - '0');
-        if (n.magnitude > (~TavUint64{0} - digit) / 10) n.overflow = true;
-        n.magnitude = n.magnitude * 10 + digit;
+        n.overflow |= __builtin_mul_overflow(n.magnitude, 10u, &n.magnitude);
+        n.overflow |= __builtin_add_overflow(n.magnitude, digit, &n.magnitude);
     }
     return n;
 }
@@ -175,14 +187,12 @@ TavInt64 Signed(const Integer& n) {
     return static_cast<TavInt64>(n.negative ? TavUint64{0} - n.magnitude : n.magnitude);
 }
 
-bool SameWord(const TavString* s, const char* word) {
-    return s->size == std::strlen(word) && std::memcmp(s->buf, word, s->size) == 0;
-}
+
 
 // ---- the words of the typed style ----------------------------------------------
 
 struct TypeWord {
-    const char* word;
+    std::string_view word;
     TavPropertyValueType kind;
 };
 
@@ -205,18 +215,13 @@ constexpr TypeWord kTypeWords[] = {
     {"vector", TAV_PROPERTYVALUE_TYPE_Vector},
 };
 
-bool IsPointerWord(const TavString* w) {
-    static constexpr const char* kPlain[] = {"ptr", "shared_ptr", "weak_ptr", "wrapper"};
-    for (const char* word : kPlain) {
-        if (SameWord(w, word)) return true;
-    }
-    static constexpr const char* kNamed[] = {"shared_ptr(", "weak_ptr("};
-    for (const char* prefix : kNamed) {
-        const TavSizeT n = std::strlen(prefix);
-        if (w->size > n && std::memcmp(w->buf, prefix, n) == 0 && w->buf[w->size - 1] == ')')
-            return true;
-    }
-    return false;
+bool IsPointerWord(std::string_view w) {
+    static constexpr std::string_view kPlain[] = {"ptr", "shared_ptr", "weak_ptr", "wrapper"};
+    if (std::find(std::begin(kPlain), std::end(kPlain), w) != std::end(kPlain)) return true;
+    static constexpr std::string_view kNamed[] = {"shared_ptr(", "weak_ptr("};
+    return std::any_of(std::begin(kNamed), std::end(kNamed), [w](std::string_view prefix) {
+        return w.size() > prefix.size() && w.substr(0, prefix.size()) == prefix && w.back() == ')';
+    });
 }
 
 // The range of an integer kind: the largest magnitude below zero and the
@@ -287,8 +292,11 @@ struct Frame {
     unsigned char key;     // Typed, Resolution: the member being read
     unsigned char seen;    // Typed, Resolution: the members read
     const char* memberAt;  // where the member or element held by this frame began
-    const char* typeAt;    // Typed: the type word's token (after its quote)
+    bool scalarInteger;    // Typed: the scalar V is a number without fraction or exponent
+    const char* typeAt;    // Typed: the type word's token, between its quotes
+    const char* typeEnd;
     const char* scalarAt;  // Typed: a scalar V's token
+    const char* scalarEnd;
     TavString name;
     TavPropertyValue value;
 };
@@ -313,6 +321,7 @@ public:
     TavProperties* Result() { return result_.u.p; }
     const char* failAt() const { return failAt_; }
     const char* message() const { return message_; }
+    const char* member() const { return member_; }
 
 private:
     bool Typed() const { return options_.style == TAV_JSON_TYPED; }
@@ -322,6 +331,12 @@ private:
         return false;
     }
     bool NoMemory() { return Fail(p_, "out of memory"); }
+    // A typed value refused: the error points at the member it is the value
+    // of (or at the element), and names that member.
+    bool Refuse(const Frame& f, const char* message) {
+        if (message_ == nullptr && *f.memberAt == '"') member_ = f.memberAt;
+        return Fail(f.memberAt, message);
+    }
     bool AtEnd() const { return p_ == end_; }
     void SkipWhite() {
         while (p_ < end_ && IsWhite(*p_)) ++p_;
@@ -339,11 +354,13 @@ private:
     const char* ScanNumber(const char* s, bool* integer);
     const char* ScanWord(const char* s, const char* word);
     const char* ScanScalar(const char* s, bool* integer);
+    bool TextOf(const char* first, const char* last, std::string_view* text);
 
     // values
     enum class Step { Value, Next, Done };
     bool ReadValue(Step* step);
     bool ReadPlainScalar();
+    bool MakeString(const char* first, const char* last, TavPropertyValue* v, bool escaped = true);
     bool ReadTypedScalar();
     bool MakeNumber(const char* first, const char* last, bool integer, TavPropertyValue* v);
     bool ReadKey();
@@ -374,8 +391,10 @@ private:
     TavPropertyValue result_{};
     bool haveResult_ = false;
     const char* keyAt_ = nullptr;
+    bool escaped_ = false;  // the last string scanned held an escape
     const char* failAt_ = nullptr;
     const char* message_ = nullptr;
+    const char* member_ = nullptr;  // the opening quote of a refused value's member
 };
 
 // ---- tokens --------------------------------------------------------------------
@@ -395,10 +414,15 @@ const char* JsonReader::ScanEscape(const char* s) {
 
 // s after an opening quote; past the closing quote, or null.
 const char* JsonReader::ScanString(const char* s) {
+    escaped_ = false;
     while (s < end_) {
+        // Printable ASCII other than the quote and the backslash needs no look.
+        while (s < end_ && kPlainByte[static_cast<unsigned char>(*s)]) ++s;
+        if (s == end_) break;
         const auto c = static_cast<unsigned char>(*s);
         if (c == '"') return s + 1;
         if (c == '\\') {
+            escaped_ = true;
             if ((s = ScanEscape(s)) == nullptr) return nullptr;
             continue;
         }
@@ -462,7 +486,32 @@ const char* JsonReader::ScanScalar(const char* s, bool* integer) {
     }
 }
 
+// The text of a checked string token between first and last (its quotes
+// left out): the token itself, or its decoded copy in scratch_ when it holds
+// an escape.
+bool JsonReader::TextOf(const char* first, const char* last, std::string_view* text) {
+    const auto n = static_cast<std::size_t>(last - first);
+    if (std::memchr(first, '\\', n) == nullptr) {
+        *text = std::string_view(first, n);
+        return true;
+    }
+    if (!DecodeString(first, last, &scratch_)) return NoMemory();
+    *text = std::string_view(scratch_.buf, scratch_.size);
+    return true;
+}
+
 // ---- values --------------------------------------------------------------------
+
+// A String value decoded straight from the token [first, last), quotes included.
+bool JsonReader::MakeString(const char* first, const char* last, TavPropertyValue* v,
+                            bool escaped) {
+    v->settable = LeafSettable();
+    v->type = TAV_PROPERTYVALUE_TYPE_String;
+    TavStringConstructDefault(&v->u.s, alloc_);
+    if (DecodeString(first + 1, last - 1, &v->u.s, escaped)) return true;
+    TavStringDestruct(&v->u.s);
+    return NoMemory();
+}
 
 // An integer literal is an Int64 when it fits, else a Uint64, else a Float64;
 // any other number is a Float64, the nearest double (infinity beyond range).
@@ -500,13 +549,7 @@ bool JsonReader::ReadPlainScalar() {
             TavPropertyValueConstructBool(&v, *first == 't', LeafSettable());
             break;
         case '"':
-            v.settable = LeafSettable();
-            v.type = TAV_PROPERTYVALUE_TYPE_String;
-            TavStringConstructDefault(&v.u.s, alloc_);
-            if (!DecodeString(first + 1, last - 1, &v.u.s)) {
-                TavStringDestruct(&v.u.s);
-                return NoMemory();
-            }
+            if (!MakeString(first, last, &v, escaped_)) return false;
             break;
         default:
             if (!MakeNumber(first, last, integer, &v)) return false;
@@ -528,15 +571,18 @@ bool JsonReader::ReadTypedScalar() {
     if (f.kind == FrameKind::Resolution) {
         const Integer n = ParseInteger(first, last);
         if (!integer || n.overflow || (n.negative && n.magnitude != 0))
-            return Fail(f.memberAt, "width and height must be sizes");
+            return Refuse(f, "width and height must be sizes");
         (f.key == kWidth ? f.value.u.res.width : f.value.u.res.height) = n.magnitude;
         return true;
     }
     if (f.key == kType) {
-        if (*first != '"') return Fail(f.memberAt, "the type must be a string");
+        if (*first != '"') return Refuse(f, "the type must be a string");
         f.typeAt = first + 1;
+        f.typeEnd = last - 1;
     } else {
         f.scalarAt = first;
+        f.scalarEnd = last;
+        f.scalarInteger = integer;
     }
     return true;
 }
@@ -561,7 +607,7 @@ bool JsonReader::ReadKey() {
     Frame& f = frames_.Top();
     if (f.kind != FrameKind::Object) {
         if (!ReadKeyOfWrapper(f, first, last)) return false;
-    } else if (!DecodeString(first + 1, last - 1, &f.name)) {
+    } else if (!DecodeString(first + 1, last - 1, &f.name, escaped_)) {
         return NoMemory();
     }
     keyAt_ = first;
@@ -571,20 +617,21 @@ bool JsonReader::ReadKey() {
 // "type" and "value" of a typed wrapper, "width" and "height" of a
 // resolution, each once.
 bool JsonReader::ReadKeyOfWrapper(Frame& f, const char* first, const char* last) {
-    if (!DecodeString(first + 1, last - 1, &scratch_)) return NoMemory();
+    std::string_view text;
+    if (!TextOf(first + 1, last - 1, &text)) return false;
     static constexpr struct {
-        const char* word;
+        std::string_view word;
         Key key;
     } kKeys[] = {{"type", kType}, {"value", kValue}, {"width", kWidth}, {"height", kHeight}};
     const unsigned char allowed = f.kind == FrameKind::Typed ? kType | kValue : kWidth | kHeight;
     for (const auto& k : kKeys) {
-        if (!SameWord(&scratch_, k.word) || (allowed & k.key) == 0) continue;
-        if ((f.seen & k.key) != 0) return Fail(f.memberAt, "duplicate member in a typed value");
+        if (text != k.word || (allowed & k.key) == 0) continue;
+        if ((f.seen & k.key) != 0) return Refuse(f, "duplicate member in a typed value");
         f.key = k.key;
         f.seen |= k.key;
         return true;
     }
-    return Fail(f.memberAt, f.kind == FrameKind::Typed
+    return Refuse(f, f.kind == FrameKind::Typed
                                 ? "a typed value has only \"type\" and \"value\""
                                 : "a resolution has only \"width\" and \"height\"");
 }
@@ -642,9 +689,9 @@ FrameKind JsonReader::KindOfObject() {
     if (!Typed() || frames_.Empty()) return FrameKind::Object;
     const Frame& top = frames_.Top();
     if (top.kind == FrameKind::Resolution)
-        return Fail(top.memberAt, "width and height must be sizes"), top.kind;
+        return Refuse(top, "width and height must be sizes"), top.kind;
     if (top.kind != FrameKind::Typed) return FrameKind::Typed;
-    if (top.key == kType) return Fail(top.memberAt, "the type must be a string"), top.kind;
+    if (top.key == kType) return Refuse(top, "the type must be a string"), top.kind;
     return ResolutionAhead() ? FrameKind::Resolution : FrameKind::Object;
 }
 
@@ -695,11 +742,11 @@ bool JsonReader::OpenArray(Step* step) {
     const char* at = p_++;
     const Frame& top = frames_.Top();
     if (Typed() && top.kind == FrameKind::Typed && top.key != kValue)
-        return Fail(top.memberAt, "the type must be a string");
+        return Refuse(top, "the type must be a string");
+    if (Typed() && top.kind == FrameKind::Resolution)
+        return Refuse(top, "width and height must be sizes");
     if (Typed() && top.kind != FrameKind::Typed)
-        return Fail(top.kind == FrameKind::Resolution ? top.memberAt : at,
-                    top.kind == FrameKind::Resolution ? "width and height must be sizes"
-                                                      : "a typed value must be an object");
+        return Fail(at, "a typed value must be an object");
     const bool member = frames_.Top().kind == FrameKind::Object;
     if (!Push(FrameKind::Array, member ? keyAt_ : at)) return false;
     Frame& f = frames_.Above();
@@ -739,7 +786,7 @@ bool JsonReader::Close() {
     if (f.kind == FrameKind::Typed) {
         if (!FinishTyped(f, &v)) return false;
     } else if (f.kind == FrameKind::Resolution && f.seen != (kWidth | kHeight)) {
-        return Fail(f.memberAt, "a resolution needs \"width\" and \"height\"");
+        return Refuse(f, "a resolution needs \"width\" and \"height\"");
     } else {
         v = f.value;
         f.owns = false;
@@ -761,43 +808,37 @@ bool JsonReader::Deliver(TavPropertyValue* v) {
         return true;
     }
     // Of duplicate member names the last one wins.
-    TavMap_TavString__TavPropertyValue* map = &f.value.u.p->map;
-    tav::MapNode* node = tav::FindNode(map, &f.name);
-    if (node == nullptr) return tav::LinkTaken(map, &f.name, v) || NoMemory();
-    TavPropertyValueDestruct(&node->value.second);
-    node->value.second = *v;
-    return true;
+    return tav::LinkTaken(&f.value.u.p->map, &f.name, v, tav::OnDuplicate::KeepLast) ||
+           NoMemory();
 }
 
 // The value of a closed wrapper, by its type word; errors point at the
 // member (or element) the wrapper is the value of.
 bool JsonReader::FinishTyped(Frame& f, TavPropertyValue* v) {
     if (f.seen != (kType | kValue))
-        return Fail(f.memberAt, "a typed value needs \"type\" and \"value\"");
-    const char* typeEnd = ScanString(f.typeAt);
-    if (!DecodeString(f.typeAt, typeEnd - 1, &scratch_)) return NoMemory();
-    if (IsPointerWord(&scratch_)) return Fail(f.memberAt, "pointer kinds can't be read");
+        return Refuse(f, "a typed value needs \"type\" and \"value\"");
+    std::string_view word;
+    if (!TextOf(f.typeAt, f.typeEnd, &word)) return false;
+    if (IsPointerWord(word)) return Refuse(f, "pointer kinds can't be read");
     for (const TypeWord& w : kTypeWords) {
-        if (!SameWord(&scratch_, w.word)) continue;
+        if (word != w.word) continue;
         const bool composite = w.kind == TAV_PROPERTYVALUE_TYPE_Properties ||
                                w.kind == TAV_PROPERTYVALUE_TYPE_Vector ||
                                w.kind == TAV_PROPERTYVALUE_TYPE_Resolution;
         if (!composite)
             return f.scalarAt != nullptr ? MakeTypedScalar(f, w.kind, v)
-                                         : Fail(f.memberAt, "value does not fit its type");
+                                         : Refuse(f, "value does not fit its type");
         if (!f.owns || f.value.type != w.kind)
-            return Fail(f.memberAt, "value does not fit its type");
+            return Refuse(f, "value does not fit its type");
         *v = f.value;
         f.owns = false;
         return true;
     }
-    return Fail(f.memberAt, "unknown type word");
+    return Refuse(f, "unknown type word");
 }
 
 bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavPropertyValue* v) {
     const char* s = f.scalarAt;
-    bool integer = false;
-    const char* last = ScanScalar(s, &integer);
     const bool isString = *s == '"';
     switch (kind) {
         case TAV_PROPERTYVALUE_TYPE_Bool:
@@ -810,12 +851,11 @@ bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavP
         case TAV_PROPERTYVALUE_TYPE_String:
         case TAV_PROPERTYVALUE_TYPE_MediaFormat: {
             if (!isString) break;
-            if (!DecodeString(s + 1, last - 1, &scratch_)) return NoMemory();
-            if (kind == TAV_PROPERTYVALUE_TYPE_String)
-                return TavPropertyValueConstructString(v, &scratch_, LeafSettable()) != nullptr ||
-                       NoMemory();
-            if (scratch_.size != 4) return Fail(f.memberAt, "a media format has 4 characters");
-            const char* c = scratch_.buf;
+            if (kind == TAV_PROPERTYVALUE_TYPE_String) return MakeString(s, f.scalarEnd, v);
+            std::string_view text;
+            if (!TextOf(s + 1, f.scalarEnd - 1, &text)) return false;
+            if (text.size() != 4) return Refuse(f, "a media format has 4 characters");
+            const char* c = text.data();
             TavPropertyValueConstructMediaFormat(v, TAV_MEDIAFORMAT_FOURCC(c[0], c[1], c[2], c[3]),
                                                  LeafSettable());
             return true;
@@ -823,7 +863,7 @@ bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavP
         default:
             return MakeTypedInteger(f, kind, v);
     }
-    return Fail(f.memberAt, "value does not fit its type");
+    return Refuse(f, "value does not fit its type");
 }
 
 // A number, or one of the strings "NaN", "Infinity", "-Infinity" that stand
@@ -833,22 +873,22 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
     const char* s = f.scalarAt;
     TavFloat64 x = 0;
     if (*s == '"') {
-        if (!DecodeString(s + 1, ScanString(s + 1) - 1, &scratch_)) return NoMemory();
+        std::string_view text;
+        if (!TextOf(s + 1, f.scalarEnd - 1, &text)) return false;
         static constexpr struct {
-            const char* word;
+            std::string_view word;
             TavFloat64 value;
         } kSpecial[] = {{"NaN", std::numeric_limits<TavFloat64>::quiet_NaN()},
                         {"Infinity", std::numeric_limits<TavFloat64>::infinity()},
                         {"-Infinity", -std::numeric_limits<TavFloat64>::infinity()}};
         const auto* found =
             std::find_if(std::begin(kSpecial), std::end(kSpecial),
-                         [this](const auto& w) { return SameWord(&scratch_, w.word); });
-        if (found == std::end(kSpecial)) return Fail(f.memberAt, "value does not fit its type");
+                         [text](const auto& w) { return text == w.word; });
+        if (found == std::end(kSpecial)) return Refuse(f, "value does not fit its type");
         x = found->value;
     } else {
-        bool integer = false;
-        if (*s != '-' && !IsDigit(*s)) return Fail(f.memberAt, "value does not fit its type");
-        if (!MakeNumber(s, ScanNumber(s, &integer), false, v)) return false;
+        if (*s != '-' && !IsDigit(*s)) return Refuse(f, "value does not fit its type");
+        if (!MakeNumber(s, f.scalarEnd, false, v)) return false;
         x = v->u.f64;
     }
     const bool single = kind == TAV_PROPERTYVALUE_TYPE_Float32;
@@ -857,7 +897,7 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
     // halfway from the largest Float32 to 2^128.
     constexpr TavFloat64 kFloat32Overflow = 0x1.ffffffp+127;
     if (single && std::isfinite(x) && std::fabs(x) >= kFloat32Overflow)
-        return Fail(f.memberAt, "number out of range of its type");
+        return Refuse(f, "number out of range of its type");
     if (single)
         return TavPropertyValueConstructFloat32(v, static_cast<TavFloat32>(x), LeafSettable()) !=
                nullptr;
@@ -867,21 +907,28 @@ bool JsonReader::MakeTypedFloat(const Frame& f, TavPropertyValueType kind, TavPr
 // An integer literal in the range of its kind.
 bool JsonReader::MakeTypedInteger(const Frame& f, TavPropertyValueType kind, TavPropertyValue* v) {
     const char* s = f.scalarAt;
-    bool integer = false;
     TavUint64 negMax = 0, posMax = 0;
-    if (!IntegerRange(kind, &negMax, &posMax) || (*s != '-' && !IsDigit(*s)))
-        return Fail(f.memberAt, "value does not fit its type");
-    const char* last = ScanNumber(s, &integer);
-    if (!integer) return Fail(f.memberAt, "value does not fit its type");
-    const Integer n = ParseInteger(s, last);
+    if (!IntegerRange(kind, &negMax, &posMax) || !f.scalarInteger)
+        return Refuse(f, "value does not fit its type");
+    const Integer n = ParseInteger(s, f.scalarEnd);
     if (n.overflow || n.magnitude > (n.negative ? negMax : posMax))
-        return Fail(f.memberAt, "number out of range of its type");
+        return Refuse(f, "number out of range of its type");
     return ConstructInteger(v, kind, Signed(n), LeafSettable()) != nullptr;
 }
 
-// Line and column (from 1) of the byte at `at`.
-void LocateError(const char* text, const char* at, const char* message, TavTextError* error) {
+// Line and column (from 1) of the byte at `at`; the name of the member
+// whose key opens at `member` (a string already checked), when there is one.
+void LocateError(const char* text, const char* at, const char* message, TavTextError* error,
+                 const char* member = nullptr) {
     if (error == nullptr) return;
+    error->member = nullptr;
+    error->memberSize = 0;
+    if (member != nullptr) {
+        const char* last = member + 1;
+        while (*last != '"') last += *last == '\\' ? 2 : 1;
+        error->member = member + 1;
+        error->memberSize = static_cast<TavSizeT>(last - (member + 1));
+    }
     error->offset = static_cast<TavSizeT>(at - text);
     error->line = 1;
     const char* lineStart = text;
@@ -892,17 +939,22 @@ void LocateError(const char* text, const char* at, const char* message, TavTextE
     error->message = message;
 }
 
-// Sets each member read into x by name, under x's lock so that other threads
-// see the members arrive together. A Set refused by an entry that is not
-// settable is no failure; any other failure is a lack of memory.
+// Sets each member read into x by name, in the order of the names, under x's
+// lock so that other threads see the members arrive together. A Set refused
+// by an entry that is not settable is no failure; any other failure is a lack
+// of memory. With no listener to tell, a member x does not hold yet is moved
+// in as it was read instead of being copied: nobody can see the difference.
 bool SetMembers(TavProperties* x, TavProperties* read) {
     tav::LockGuard lock(x);
-    for (auto it = TavMap_TavString__TavPropertyValueBegin(&read->map);
-         it != TavMap_TavString__TavPropertyValueEnd(&read->map);
-         TavMap_TavString__TavPropertyValueIteratorIncrement(&it)) {
-        if (TavPropertiesSetProperty(x, &it->value.first, &it->value.second)) continue;
-        const TavPropertyValue* kept = TavPropertiesGetProperty(x, &it->value.first);
-        if (kept == nullptr || kept->settable) return false;
+    const bool quiet = TavVector_TavPropertyListenerEmpty(&x->listeners);
+    while (read->map.size != 0) {
+        tav::MapNode* node = TavMap_TavString__TavPropertyValueBegin(&read->map);
+        tav::map::Detach(&read->map, node);
+        if (quiet && tav::map::TryLink(&x->map, node)) continue;
+        const TavBool set = TavPropertiesSetProperty(x, &node->value.first, &node->value.second);
+        const TavPropertyValue* kept = set ? nullptr : TavPropertiesGetProperty(x, &node->value.first);
+        tav::map::DestroyDetached(&read->map, node);
+        if (!set && (kept == nullptr || kept->settable)) return false;
     }
     return true;
 }
@@ -918,7 +970,7 @@ extern "C" TavBool TavPropertiesReadJson(TavProperties* x, const char* text, Tav
     }
     JsonReader reader(text, length, options, TavPropertiesGetAllocator(x));
     if (!reader.Read()) {
-        LocateError(text, reader.failAt(), reader.message(), error);
+        LocateError(text, reader.failAt(), reader.message(), error, reader.member());
         return TAV_FALSE;
     }
     if (!SetMembers(x, reader.Result())) {

@@ -59,11 +59,7 @@ void DeleteBag(TavProperties* bag) {
 // present keeps its value and v is destroyed, as an add would leave it; so is
 // v when the node can't be had.
 void InsertTaken(TavProperties* bag, TavString* name, TavPropertyValue* v) {
-    if (tav::FindNode(&bag->map, name) != nullptr) {
-        TavPropertyValueDestruct(v);
-        return;
-    }
-    tav::LinkTaken(&bag->map, name, v);
+    tav::LinkTaken(&bag->map, name, v, tav::OnDuplicate::KeepFirst);
 }
 
 // The caller's bag gets each entry through the typed add of its kind, which
