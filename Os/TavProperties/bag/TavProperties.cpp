@@ -2,12 +2,13 @@
 // which paths, accessors, merge and the text forms are built.
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
+#include "Os/TavProperties/values/TavPropertyValueInternal.h"
 #include "Os/TavProperties/values/TavPropertyValueTree.hpp"
 
 namespace {
 
 using Node = TavMap_TavString__TavPropertyValue_Node;
-using Pair = TavPair_TavString__TavPropertyValue;
 
 constexpr TavPropertyListenerTrigger kBefore = TAV_PROPERTYLISTENER_TRIGGER_Before;
 constexpr TavPropertyListenerTrigger kAfter = TAV_PROPERTYLISTENER_TRIGGER_After;
@@ -93,20 +94,57 @@ TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* n
         TavPropertiesGetPropertyConst_(static_cast<const TavProperties*>(x), name));
 }
 
-// When the temporary pair can't be built the insertion is never attempted:
-// false, and no listener hears of it.
+namespace {
+
+bool HasListeners(TavProperties* x) {
+    tav::LockGuard lock(x);  // a nested bag's listeners are guarded by its own lock
+    return !TavVector_TavPropertyListenerEmpty(&x->listeners);
+}
+
+// With no listener to tell, the value the caller built for this insertion
+// alone becomes the entry's own: only the name is copied. A name already
+// there hands the value back.
+TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* taken) {
+    TavAllocator* a = x->map.alloc;
+    auto* node = static_cast<Node*>(TavAllocatorAllocate(a, sizeof(Node)));
+    if (node == nullptr) return TAV_FALSE;
+    if (TavStringConstructCopy(&node->value.first, name) == nullptr) {
+        TavAllocatorDeallocate(a, node, sizeof(Node));
+        return TAV_FALSE;
+    }
+    node->value.second = *taken;
+    if (!tav::map::TryLink(&x->map, node)) {
+        TavStringDestruct(&node->value.first);
+        TavAllocatorDeallocate(a, node, sizeof(Node));
+        return TAV_FALSE;
+    }
+    tav::value::MarkTaken(taken);
+    return TAV_TRUE;
+}
+
+}  // namespace
+
+// The entry is made (a copy of name and v) before anything else: when that
+// fails the insertion is never attempted, false, and no listener hears of
+// it. Listeners are handed the caller's name and value, which outlive them.
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
-                                     const TavPropertyValue* v, const tav::BagProbe& bag) {
-    Pair pair;
-    if (!TavPair_TavString__TavPropertyValueConstruct(&pair, name, v)) return TAV_FALSE;
+                                     const TavPropertyValue* v, const tav::BagProbe& bag,
+                                     TavPropertyValue* taken) {
+    if (taken != nullptr && !HasListeners(x)) return InsertTaking(x, name, taken);
+    TavAllocator* a = x->map.alloc;  // x itself may be gone after the Before listeners
+    Node* node = tav::map::NewDetached(a, name, v);
+    if (node == nullptr) return TAV_FALSE;
     const tav::EntryGuard guard{bag.reachable, bag.context};
     TavBool inserted = TAV_FALSE;
     if (!tav::NotifyListeners(x, kBefore, name, nullptr, v, guard) || guard.Holds()) {
-        inserted = TavMap_TavString__TavPropertyValueInsert(&x->map, &pair).second;
+        inserted = tav::map::TryLink(&x->map, node);
     }
-    if (inserted) TavPropertiesExecuteListeners(x, kAfter, name, nullptr, v);
-    TavPair_TavString__TavPropertyValueDestruct(&pair);
-    return inserted;
+    if (!inserted) {
+        tav::map::DestroyDetached(a, node);
+        return TAV_FALSE;
+    }
+    TavPropertiesExecuteListeners(x, kAfter, name, nullptr, v);
+    return TAV_TRUE;
 }
 
 namespace {

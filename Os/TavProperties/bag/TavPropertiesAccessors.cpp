@@ -2,13 +2,14 @@
 // call. They are thin on purpose: every rule about paths, settable flags,
 // missing nested bags, locking and listeners is that of the path operations.
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
 
 namespace {
 
 // Hands the temporary value (NULL when it could not be built) to the path
-// operation, then destroys it. The temporary lives on the caller's stack and
-// is built and destroyed outside the bag's lock.
+// operation, which may take it for a new entry, then destroys what is left.
+// The temporary lives on the caller's stack, built outside the bag's lock.
 template <class Path, class Store>
 TavBool StoreTemporary(TavPropertyValue* built, TavProperties* x, Path path, Store store) {
     if (built == nullptr) return TAV_FALSE;
@@ -57,7 +58,9 @@ extern "C" {
                                                  TavBool settable) {                           \
         TavPropertyValue temp;                                                                 \
         return StoreTemporary(TavPropertyValueConstruct##Kind(&temp, arg, settable), x, path,  \
-                              TavProperties##Op##PropertyAtPath##Form);                        \
+                              [](TavProperties* b, PathType p, TavPropertyValue* v) {          \
+                                  return tav::Op##TakingAtPath(b, p, v);                       \
+                              });                                                              \
     }
 
 // A String member fed from a zero-terminated text, turned into a string with

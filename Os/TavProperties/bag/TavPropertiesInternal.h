@@ -41,6 +41,14 @@ struct BagProbe {
     bool Holds() const { return reachable == nullptr || reachable(context); }
 };
 
+/* The path Add and Set for a value the caller built for this call alone (the
+ * typed accessors): a new entry in a bag with no listener to tell takes v
+ * instead of a copy of it, and v is left holding nothing. */
+TavBool AddTakingAtPath(TavProperties* x, const TavString* path, TavPropertyValue* v);
+TavBool AddTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v);
+TavBool SetTakingAtPath(TavProperties* x, const TavString* path, TavPropertyValue* v);
+TavBool SetTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v);
+
 }  // namespace tav
 
 /* Single-entry operations; the caller holds the lock of the top bag. After a
@@ -50,8 +58,12 @@ struct BagProbe {
 TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* name);
 const TavPropertyValue* TavPropertiesGetPropertyConst_(const TavProperties* x,
                                                        const TavString* name);
+/* Insert: `taken`, when not null, is v itself, built by the caller for this
+ * insertion alone; a bag with no listener to tell takes it as its entry's
+ * value instead of copying it (it is then left holding nothing). */
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
-                                     const TavPropertyValue* v, const tav::BagProbe& bag = {});
+                                     const TavPropertyValue* v, const tav::BagProbe& bag = {},
+                                     TavPropertyValue* taken = nullptr);
 /* The target is found again by `target` (x's entry `name` when it is null)
  * once the Before listeners have run. */
 TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,

@@ -2,6 +2,7 @@
 // the one walk shared by Add, Set and Remove, which creates missing nested
 // bags and decides by what it finds at each component.
 #include <cstdlib>
+#include <cstring>
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
@@ -39,6 +40,10 @@ public:
     }
     void Clear() { size_ = 0; }
     void Append(char c) { buf_[size_++] = c; }
+    void Append(const char* first, TavSizeT n) {
+        std::memcpy(buf_ + size_, first, n);
+        size_ += n;
+    }
     bool Empty() const { return size_ == 0; }
     // The component as a string, valid until the next component is read.
     // A copy of it (the name of a new entry) is made with owner, the
@@ -85,6 +90,11 @@ TavSizeT GetPathComponent(const TavString* path, TavSizeT pos, PathComponent* co
     const char* text = TavStringCStr(path);
     const TavSizeT length = TavStringSize(path);
     while (pos < length) {
+        // Characters that end or change nothing are taken as one run.
+        TavSizeT run = pos;
+        while (run < length && text[run] != '.' && text[run] != '[' && text[run] != '\\') ++run;
+        component->Append(text + pos, run - pos);
+        if ((pos = run) == length) break;
         const char c = text[pos];
         if (c == '.') return pos + 1;
         if (c == '[') {
@@ -147,6 +157,7 @@ struct ChangeWalk {
     TavProperties* top;
     const TavString* path;
     const TavPropertyValue* v;  // NULL for Remove
+    TavPropertyValue* taken;    // v when the caller gives it up to a new entry, else NULL
     Change change;
     TavBool addMissingNodes;
     TavProperties* bag;      // the current bag, NULL once there is none
@@ -292,7 +303,8 @@ Step StepLastAdd(const ChangeWalk& walk, const TavString* name, TavSizeT index,
                  const TavPropertyValue* found) {
     if (found == nullptr) {
         return index == kNoIndex
-                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk)))
+                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk),
+                                                         walk.taken))
                    : Fail();
     }
     if (!IsIndexedVector(found, index) || !found->settable) return Fail();
@@ -319,7 +331,8 @@ Step StepLastSet(const ChangeWalk& walk, const TavString* name, TavSizeT index,
                  TavPropertyValue* found) {
     if (found == nullptr) {
         return index == kNoIndex
-                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk)))
+                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk),
+                                                         walk.taken))
                    : Fail();
     }
     TavPropertyValue* target = SelectIndexed(found, index);
@@ -373,7 +386,9 @@ TavBool RunChangeWalk(ChangeWalk walk) {
     TavSizeT pos = GetPathComponent(path, 0, &component, &index);
     while (walk.bag != nullptr && !component.Empty()) {
         const TavString* name = component.Name(TavPropertiesGetAllocator(walk.bag));
-        TavPropertyValue* found = TavPropertiesGetProperty(walk.bag, name);
+        // The top bag is locked already; a nested one is locked for its lookup.
+        TavPropertyValue* found = walk.depth == 0 ? TavPropertiesGetProperty_(walk.bag, name)
+                                                  : TavPropertiesGetProperty(walk.bag, name);
         const Step step = pos == length ? StepLast(walk, name, index, found)
                                         : StepThrough(walk, name, index, found);
         if (step.finished) return step.result;
@@ -384,15 +399,15 @@ TavBool RunChangeWalk(ChangeWalk walk) {
 }
 
 TavBool ChangeAtPath(TavProperties* x, const TavString* path, const TavPropertyValue* v,
-                     Change change) {
+                     Change change, TavPropertyValue* taken = nullptr) {
     tav::LockGuard lock(x);
-    return RunChangeWalk(ChangeWalk{x, path, v, change, TAV_TRUE, x, TAV_TRUE, 0});
+    return RunChangeWalk(ChangeWalk{x, path, v, taken, change, TAV_TRUE, x, TAV_TRUE, 0});
 }
 
 TavBool ChangeAtPathCStr(TavProperties* x, const char* path, const TavPropertyValue* v,
-                         Change change) {
+                         Change change, TavPropertyValue* taken = nullptr) {
     tav::ScopedString temp(path, TavPropertiesGetAllocator(x));
-    return temp.ok() ? ChangeAtPath(x, temp.get(), v, change) : TAV_FALSE;
+    return temp.ok() ? ChangeAtPath(x, temp.get(), v, change, taken) : TAV_FALSE;
 }
 
 }  // namespace
@@ -418,6 +433,26 @@ const TavPropertyValue* TavPropertiesGetPropertyAtPathCStrConst(const TavPropert
 TavPropertyValue* TavPropertiesGetPropertyAtPathCStr(TavProperties* x, const char* path) {
     return const_cast<TavPropertyValue*>(TavPropertiesGetPropertyAtPathCStrConst(x, path));
 }
+
+}  // extern "C"
+
+TavBool tav::AddTakingAtPath(TavProperties* x, const TavString* path, TavPropertyValue* v) {
+    return ChangeAtPath(x, path, v, Change::Add, v);
+}
+
+TavBool tav::AddTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v) {
+    return ChangeAtPathCStr(x, path, v, Change::Add, v);
+}
+
+TavBool tav::SetTakingAtPath(TavProperties* x, const TavString* path, TavPropertyValue* v) {
+    return ChangeAtPath(x, path, v, Change::Set, v);
+}
+
+TavBool tav::SetTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v) {
+    return ChangeAtPathCStr(x, path, v, Change::Set, v);
+}
+
+extern "C" {
 
 TavBool TavPropertiesAddPropertyAtPath(TavProperties* x, const TavString* path,
                                        const TavPropertyValue* v) {

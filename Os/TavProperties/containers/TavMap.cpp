@@ -111,20 +111,54 @@ Node* CopyTree(const Node* src, Node* parent, Node** pPtr, TavAllocator* alloc) 
 
 // ---- nodes: search and in-order walks (N is Node or const Node) -------------
 
-// TavStringCompare's order (unsigned bytes, then length), inline: names are
-// mostly short, and a search compares once per level.
+// Eight or four bytes as one number that orders as the bytes do.
+template <class Word>
+Word LoadOrdered(const unsigned char* p) {
+    Word w;
+    std::memcpy(&w, p, sizeof w);
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if constexpr (sizeof(Word) == 8) w = __builtin_bswap64(w);
+    if constexpr (sizeof(Word) == 4) w = __builtin_bswap32(w);
+#endif
+    return w;
+}
+
+int Order(std::uint64_t x, std::uint64_t y) { return x < y ? -1 : (x > y ? 1 : 0); }
+
+// The first n bytes of x and y compared as unsigned bytes, a word at a time.
+// Short tails are read as overlapping words (bytes 0-3 and n-4..n-1 when n is
+// 4 to 8), which order as the bytes do because both sides have the same n.
+int CompareBytes(const unsigned char* x, const unsigned char* y, TavSizeT n) {
+    if (n >= 8) {
+        TavSizeT i = 0;
+        for (; i + 8 <= n; i += 8) {
+            const auto a = LoadOrdered<std::uint64_t>(x + i), b = LoadOrdered<std::uint64_t>(y + i);
+            if (a != b) return Order(a, b);
+        }
+        if (i == n) return 0;
+        return Order(LoadOrdered<std::uint64_t>(x + n - 8), LoadOrdered<std::uint64_t>(y + n - 8));
+    }
+    if (n >= 4) {
+        const auto wide = [n](const unsigned char* p) {
+            return std::uint64_t{LoadOrdered<std::uint32_t>(p)} << 32 |
+                   LoadOrdered<std::uint32_t>(p + n - 4);
+        };
+        return Order(wide(x), wide(y));
+    }
+    if (n == 0) return 0;
+    const auto narrow = [n](const unsigned char* p) {
+        return std::uint64_t{p[0]} << 16 | std::uint64_t{p[n / 2]} << 8 | p[n - 1];
+    };
+    return Order(narrow(x), narrow(y));
+}
+
+// TavStringCompare's order (unsigned bytes, then length), inline: a search
+// compares once per level, and names are mostly short.
 inline int CompareKeys(const TavString* a, const TavString* b) {
     const TavSizeT common = a->size < b->size ? a->size : b->size;
-    if (common > 16) {
-        const int order = std::memcmp(a->buf, b->buf, common);
-        if (order != 0) return order;
-    } else {
-        const auto* x = reinterpret_cast<const unsigned char*>(a->buf);
-        const auto* y = reinterpret_cast<const unsigned char*>(b->buf);
-        for (TavSizeT i = 0; i < common; ++i) {
-            if (x[i] != y[i]) return x[i] < y[i] ? -1 : 1;
-        }
-    }
+    const int order = CompareBytes(reinterpret_cast<const unsigned char*>(a->buf),
+                                   reinterpret_cast<const unsigned char*>(b->buf), common);
+    if (order != 0) return order;
     return a->size < b->size ? -1 : (a->size > b->size ? 1 : 0);
 }
 
@@ -472,11 +506,11 @@ void Detach(Map* bt, Node* node) {
 
 void ReleaseStorage(Map* bt, Node* node) { TavAllocatorDeallocate(bt->alloc, node, kNodeSize); }
 
-Node* NewDetached(Map* bt, const TavString* key, const TavPropertyValue* value) {
-    return NewNode(bt->alloc, key, value);
+Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue* value) {
+    return NewNode(a, key, value);
 }
 
-void DestroyDetached(Map* bt, Node* node) { FreeNode(node, bt->alloc); }
+void DestroyDetached(TavAllocator* a, Node* node) { FreeNode(node, a); }
 
 bool TryLink(Map* bt, Node* node) {
     node->left = nullptr;

@@ -21,12 +21,12 @@ void Detach(Map* bt, Node* node);
 // must already be destroyed.
 void ReleaseStorage(Map* bt, Node* node);
 
-// A node that no map holds yet, with copies of key and value from bt's
-// allocator; null, with nothing left allocated, when it can't be made.
-Node* NewDetached(Map* bt, const TavString* key, const TavPropertyValue* value);
+// A node that no map holds yet, from the map's allocator a, with copies of
+// key and value; null, with nothing left allocated, when it can't be made.
+Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue* value);
 
-// Destroys a detached node's key and value and gives its storage back.
-void DestroyDetached(Map* bt, Node* node);
+// Destroys a detached node's key and value and gives its storage back to a.
+void DestroyDetached(TavAllocator* a, Node* node);
 
 // Links a detached node whose key and value are filled; false, with the node
 // left as it was, when bt already holds its key.

@@ -953,7 +953,7 @@ bool SetMembers(TavProperties* x, TavProperties* read) {
         if (quiet && tav::map::TryLink(&x->map, node)) continue;
         const TavBool set = TavPropertiesSetProperty(x, &node->value.first, &node->value.second);
         const TavPropertyValue* kept = set ? nullptr : TavPropertiesGetProperty(x, &node->value.first);
-        tav::map::DestroyDetached(&read->map, node);
+        tav::map::DestroyDetached(read->map.alloc, node);
         if (!set && (kept == nullptr || kept->settable)) return false;
     }
     return true;

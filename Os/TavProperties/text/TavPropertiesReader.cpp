@@ -14,6 +14,7 @@
 #include <cstring>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavTakenEntry.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
 
@@ -62,29 +63,14 @@ void InsertTaken(TavProperties* bag, TavString* name, TavPropertyValue* v) {
     tav::LinkTaken(&bag->map, name, v, tav::OnDuplicate::KeepFirst);
 }
 
-// The caller's bag gets each entry through the typed add of its kind, which
-// takes the bag's lock, tells its listeners and copies into its allocator.
-void AddToCallersBag(TavProperties* bag, const TavString* name, const TavPropertyValue* v) {
-    switch (v->type) {
-        case TAV_PROPERTYVALUE_TYPE_Bool:
-            TavPropertiesAddBoolValue(bag, name, v->u.b, v->settable);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_Int:
-            TavPropertiesAddIntValue(bag, name, v->u.i, v->settable);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_Uint:
-            TavPropertiesAddUintValue(bag, name, v->u.ui, v->settable);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_Float64:
-            TavPropertiesAddFloat64Value(bag, name, v->u.f64, v->settable);
-            return;
-        case TAV_PROPERTYVALUE_TYPE_String:
-            TavPropertiesAddStringValue(bag, name, &v->u.s, v->settable);
-            return;
-        default:
-            TavPropertiesAddPropertiesValue(bag, name, v->u.p, v->settable);
-            return;
-    }
+// The caller's bag gets each entry as the typed add of its kind gives it:
+// under the bag's lock, its listeners told, added at the name as a path. The
+// typed add would first build a copy of the value read; the value read is
+// that copy already, so it is handed over as it is. A bag with no listener
+// to tell takes it as its entry (a nested bag is then never copied); one
+// with listeners gets a copy.
+void AddToCallersBag(TavProperties* bag, const TavString* name, TavPropertyValue* v) {
+    tav::AddTakingAtPath(bag, name, v);
 }
 
 // One bag being read and the name of the entry being read into it.

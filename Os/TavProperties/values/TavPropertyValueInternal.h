@@ -9,4 +9,15 @@ TavProperties* TavPropertyValueGetProperties_(TavPropertyValue* x);
 /* x's element vector when x is of kind Vector, else NULL. */
 TavVector_TavPropertyValue* TavPropertyValueGetVector_(TavPropertyValue* x);
 
+namespace tav::value {
+
+/* Leaves x holding nothing once its payload has been moved elsewhere
+ * bytewise: destroying it afterwards releases nothing. */
+inline void MarkTaken(TavPropertyValue* x) {
+    x->type = TAV_PROPERTYVALUE_TYPE_Bool;
+    x->u.b = TAV_FALSE;
+}
+
+}  // namespace tav::value
+
 #endif
