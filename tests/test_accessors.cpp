@@ -11,6 +11,7 @@
 namespace {
 
 int g_target;
+int g_heard;  // changes told to the listener of a listened bag
 
 // A wrapped int, for a Wrapper entry.
 void* CopyInt(void* dst, const void* src) { return std::memcpy(dst, src, sizeof(int)); }
@@ -51,10 +52,22 @@ protected:
         else if constexpr (!std::is_class_v<T>) return T(2);
         else return std::get<const T*>(std::make_tuple(&s, &p, &v, &sp, &wp));
     }
+    // A fresh bag; with `listened`, one that tells a listener of every change, so that
+    // the accessors copy their value into it instead of handing it over.
     void Reset() {
         TavPropertiesDestruct(&bag);
         TavPropertiesConstructDefault(&bag, alloc);
+        if (!listened) return;
+        TavPropertyListener l;
+        TavPropertyListenerConstructCStr(
+            &l, TAV_PROPERTYLISTENER_TRIGGER_After, nullptr,
+            [](const TavPropertyListener*, TavProperties*, const TavString*,
+               const TavPropertyValue*, const TavPropertyValue*) { ++g_heard; },
+            nullptr, alloc);
+        TavPropertiesAddListener(&bag, &l);
+        TavPropertyListenerDestruct(&l);
     }
+    bool listened = false;
 
     // The accessors of one kind, and the value's constructor and getter that say what they store.
     template <class T, auto set, auto setCStr, auto add, auto addCStr, auto get, auto getCStr,
@@ -135,8 +148,14 @@ protected:
         #Kind, TAV_PROPERTYVALUE_TYPE_##Kind);
 
 TEST_F(Accessors, EveryKindStoresAddsAndReadsAlikeInBothPathForms) {
-    TAV_PROPERTYVALUE_PLAIN_KINDS(TAV_CHECK_FAMILY)
-    TAV_PROPERTYVALUE_OWNING_KINDS(TAV_CHECK_FAMILY)
+    for (const bool told : {false, true}) {
+        listened = told;
+        Reset();
+        g_heard = 0;
+        TAV_PROPERTYVALUE_PLAIN_KINDS(TAV_CHECK_FAMILY)
+        TAV_PROPERTYVALUE_OWNING_KINDS(TAV_CHECK_FAMILY)
+        EXPECT_EQ(g_heard > 0, told);
+    }
     // Text becomes a string before anything changes; a missing path has no kind and no flag.
     EXPECT_TRUE(TavPropertiesAddStringCStrValueCStr(&bag, "a.s", "text", TAV_TRUE));
     alloc.FailAt(1);
