@@ -56,9 +56,8 @@ TavBool RemoveNode(TavProperties* x, Node* node, const TavString* name, const ta
 // pointer into the bag's own tree): the assignment itself copes, but the
 // After listeners are handed the new value, which by then is released. Such
 // a value is copied first and the copy stands in for it throughout.
-bool MustStandIn(const TavProperties* x, const TavPropertyValue* cur, const TavPropertyValue* v) {
-    return tav::tree::IsComposite(cur) && !TavVector_TavPropertyListenerEmpty(&x->listeners) &&
-           tav::tree::ValueWithin(cur, v);
+bool MustStandIn(const TavPropertyValue* cur, const TavPropertyValue* v) {
+    return tav::tree::IsComposite(cur) && tav::tree::ValueWithin(cur, v);
 }
 
 // Every exported by-name operation: lock, run the single-entry operation,
@@ -97,7 +96,7 @@ TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* n
 namespace {
 
 bool HasListeners(TavProperties* x) {
-    tav::LockGuard lock(x);  // a nested bag's listeners are guarded by its own lock
+    const tav::LockUnlessHeld lock(x);  // a nested bag's listeners are guarded by its own lock
     return !TavVector_TavPropertyListenerEmpty(&x->listeners);
 }
 
@@ -130,20 +129,21 @@ TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* 
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag,
                                      TavPropertyValue* taken) {
-    if (taken != nullptr && !HasListeners(x)) return InsertTaking(x, name, taken);
+    const bool told = HasListeners(x);
+    if (!told && taken != nullptr) return InsertTaking(x, name, taken);
     TavAllocator* a = x->map.alloc;  // x itself may be gone after the Before listeners
     Node* node = tav::map::NewDetached(a, name, v);
     if (node == nullptr) return TAV_FALSE;
     const tav::EntryGuard guard{bag.reachable, bag.context};
     TavBool inserted = TAV_FALSE;
-    if (!tav::NotifyListeners(x, kBefore, name, nullptr, v, guard) || guard.Holds()) {
+    if (!told || !tav::NotifyListeners(x, kBefore, name, nullptr, v, guard) || guard.Holds()) {
         inserted = tav::map::TryLink(&x->map, node);
     }
     if (!inserted) {
         tav::map::DestroyDetached(a, node);
         return TAV_FALSE;
     }
-    TavPropertiesExecuteListeners(x, kAfter, name, nullptr, v);
+    if (told) TavPropertiesExecuteListeners(x, kAfter, name, nullptr, v);
     return TAV_TRUE;
 }
 
@@ -168,7 +168,9 @@ TavBool AssignInPlace(TavProperties* x, const TavString* name, TavPropertyValue*
 TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,
                                      TavPropertyValue* curValue, const TavPropertyValue* newVal,
                                      const tav::EntryGuard& target) {
-    if (!MustStandIn(x, curValue, newVal)) return AssignInPlace(x, name, curValue, newVal, target);
+    // With nobody to tell, the assignment is all there is (it copes with aliasing).
+    if (!HasListeners(x)) return TavPropertyValueAssign(curValue, newVal) != nullptr;
+    if (!MustStandIn(curValue, newVal)) return AssignInPlace(x, name, curValue, newVal, target);
     tav::ScopedValue standIn;
     if (!standIn.adopt(TavPropertyValueConstructCopy(standIn.storage(), newVal))) return TAV_FALSE;
     return AssignInPlace(x, name, curValue, standIn.get(), target);

@@ -20,7 +20,7 @@ bool Matches(const TavPropertyListener* l, TavPropertyListenerTrigger trigger,
 class Snapshot {
 public:
     explicit Snapshot(TavProperties* x) {
-        tav::LockGuard lock(x);
+        const tav::LockUnlessHeld lock(x);
         made_ = !TavVector_TavPropertyListenerEmpty(&x->listeners) &&
                 TavVector_TavPropertyListenerConstructCopy(&copy_, &x->listeners) != nullptr;
     }

@@ -2,7 +2,6 @@
 // the one walk shared by Add, Set and Remove, which creates missing nested
 // bags and decides by what it finds at each component.
 #include <cstdlib>
-#include <cstring>
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
@@ -31,26 +30,36 @@ public:
 
     // Makes room for any component of path; false when that can't be had.
     bool Reserve(const TavString* path) {
-        const TavSizeT need = TavStringSize(path) + 1;
+        const TavSizeT need = path->size + 1;
         if (need <= sizeof(inline_)) return true;
         heap_ = static_cast<char*>(TavAllocatorAllocate(alloc_, need));
         heapSize_ = need;
         buf_ = heap_;
         return heap_ != nullptr;
     }
-    void Clear() { size_ = 0; }
+    void Clear() {
+        size_ = 0;
+        tail_ = nullptr;
+    }
     void Append(char c) { buf_[size_++] = c; }
     void Append(const char* first, TavSizeT n) {
-        std::memcpy(buf_ + size_, first, n);
+        char* out = buf_ + size_;
+        for (TavSizeT i = 0; i < n; ++i) out[i] = first[i];  // mostly a few characters
         size_ += n;
+    }
+    // The component is the end of the path, as written: it is used where it
+    // stands (it ends where the path's text does), not copied.
+    void SetTail(const char* first, TavSizeT n) {
+        tail_ = first;
+        size_ = n;
     }
     bool Empty() const { return size_ == 0; }
     // The component as a string, valid until the next component is read.
     // A copy of it (the name of a new entry) is made with owner, the
     // allocator of the bag that will hold it.
     const TavString* Name(TavAllocator* owner) {
-        buf_[size_] = '\0';
-        name_ = TavString{owner, buf_, size_, 0};
+        if (tail_ == nullptr) buf_[size_] = '\0';
+        name_ = TavString{owner, tail_ != nullptr ? const_cast<char*>(tail_) : buf_, size_, 0};
         return &name_;
     }
 
@@ -60,6 +69,7 @@ private:
     char* heap_ = nullptr;
     TavSizeT heapSize_ = 0;
     char* buf_ = inline_;
+    const char* tail_ = nullptr;
     TavSizeT size_ = 0;
     TavString name_{};
 };
@@ -87,12 +97,18 @@ TavSizeT GetPathComponent(const TavString* path, TavSizeT pos, PathComponent* co
                           TavSizeT* index) {
     component->Clear();
     *index = kNoIndex;
-    const char* text = TavStringCStr(path);
-    const TavSizeT length = TavStringSize(path);
+    const char* text = path->buf;
+    const TavSizeT length = path->size;
+    bool plain = true;  // nothing read so far needed a change
     while (pos < length) {
         // Characters that end or change nothing are taken as one run.
         TavSizeT run = pos;
         while (run < length && text[run] != '.' && text[run] != '[' && text[run] != '\\') ++run;
+        if (plain && run == length) {
+            component->SetTail(text + pos, run - pos);
+            return run;
+        }
+        plain = false;
         component->Append(text + pos, run - pos);
         if ((pos = run) == length) break;
         const char c = text[pos];

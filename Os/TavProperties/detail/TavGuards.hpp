@@ -2,6 +2,8 @@
 #ifndef TAV_OS_TAVPROPERTIES_DETAIL_TAVGUARDS_HPP
 #define TAV_OS_TAVPROPERTIES_DETAIL_TAVGUARDS_HPP
 
+#include <new>
+
 #include "Os/TavProperties.h"
 
 namespace tav {
@@ -12,15 +14,54 @@ inline TavMutex* MutexOf(const TavProperties* bag) {
     return const_cast<TavMutex*>(&bag->mutex);
 }
 
+// The bag whose LockGuard this thread took last and still holds (null when
+// none): what a nested operation on the same bag may rely on without taking
+// the lock again. Initial-exec: one load, no call, on every lock.
+inline const TavProperties*& InnermostLocked() {
+    static thread_local const TavProperties* held __attribute__((tls_model("initial-exec"))) =
+        nullptr;
+    return held;
+}
+
+// Whether this thread holds bag's lock through its innermost LockGuard. False
+// does not mean it doesn't: only the innermost guard is known.
+inline bool HeldHere(const TavProperties* bag) { return InnermostLocked() == bag; }
+
 class LockGuard {
 public:
-    explicit LockGuard(const TavProperties* bag) : mutex_(MutexOf(bag)) { TavMutexLock(mutex_); }
-    ~LockGuard() { TavMutexUnlock(mutex_); }
+    explicit LockGuard(const TavProperties* bag)
+        : mutex_(MutexOf(bag)), outer_(InnermostLocked()) {
+        TavMutexLock(mutex_);
+        InnermostLocked() = bag;
+    }
+    ~LockGuard() {
+        InnermostLocked() = outer_;
+        TavMutexUnlock(mutex_);
+    }
     LockGuard(const LockGuard&) = delete;
     LockGuard& operator=(const LockGuard&) = delete;
 
 private:
     TavMutex* mutex_;
+    const TavProperties* outer_;
+};
+
+// Holds bag's lock for its lifetime, taking it only when the innermost lock
+// this thread holds is not bag's already.
+class LockUnlessHeld {
+public:
+    explicit LockUnlessHeld(const TavProperties* bag) {
+        if (!HeldHere(bag)) lock_ = new (storage_) LockGuard(bag);
+    }
+    ~LockUnlessHeld() {
+        if (lock_ != nullptr) lock_->~LockGuard();
+    }
+    LockUnlessHeld(const LockUnlessHeld&) = delete;
+    LockUnlessHeld& operator=(const LockUnlessHeld&) = delete;
+
+private:
+    alignas(LockGuard) unsigned char storage_[sizeof(LockGuard)];
+    LockGuard* lock_ = nullptr;
 };
 
 // A temporary string built from a zero-terminated text; ok() tells whether
