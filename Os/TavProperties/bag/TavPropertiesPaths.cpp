@@ -99,18 +99,17 @@ TavSizeT GetPathComponent(const TavString* path, TavSizeT pos, PathComponent* co
     *index = kNoIndex;
     const char* text = path->buf;
     const TavSizeT length = path->size;
-    bool plain = true;  // nothing read so far needed a change
-    while (pos < length) {
-        // Characters that end or change nothing are taken as one run.
-        TavSizeT run = pos;
-        while (run < length && text[run] != '.' && text[run] != '[' && text[run] != '\\') ++run;
-        if (plain && run == length) {
-            component->SetTail(text + pos, run - pos);
-            return run;
-        }
-        plain = false;
-        component->Append(text + pos, run - pos);
-        if ((pos = run) == length) break;
+    const auto special = [](char c) { return c == '.' || c == '[' || c == '\\'; };
+    // Most components are plain names: the last one is used where it stands,
+    // one followed by a dot is copied at once.
+    TavSizeT run = pos;
+    while (run < length && !special(text[run])) ++run;
+    if (run == length) {
+        component->SetTail(text + pos, run - pos);
+        return run;
+    }
+    component->Append(text + pos, run - pos);
+    for (pos = run; pos < length;) {
         const char c = text[pos];
         if (c == '.') return pos + 1;
         if (c == '[') {
