@@ -222,9 +222,12 @@ double SecondsToRead(int levels) {
     return best;
 }
 
+// Ten times the depth: linear work takes ten times as long, and up to about
+// forty once the deeper tree no longer fits the caches; work that grows
+// with the square of the depth takes a hundred times as long or more.
 TEST(Reader, TimeGrowsInProportionToTheDepth) {
     const double shallow = SecondsToRead(kDeep / 10), deep = SecondsToRead(kDeep);
-    EXPECT_LT(deep / shallow, 30.0) << shallow << " s against " << deep << " s";
+    EXPECT_LT(deep / shallow, 70.0) << shallow << " s against " << deep << " s";
 }
 
 // ---- allocation failures ------------------------------------------------------
