@@ -307,6 +307,22 @@ TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
     EXPECT_EQ(error.offset, element.find("[{") + 1);
     EXPECT_EQ(error.member, nullptr);
     EXPECT_EQ(error.memberSize, 0u);
+    // Every word a writer gives a pointer kind is refused as one; near misses are unknown.
+    const struct {
+        const char* word;
+        bool pointer;
+    } words[] = {{"ptr", true},           {"shared_ptr", true},      {"weak_ptr", true},
+                 {"wrapper", true},       {"shared_ptr(Foo)", true}, {"weak_ptr(a::B)", true},
+                 {"shared_ptr()", true},  {"int(x)", false},         {"wrapper(x)", false},
+                 {"ptr)", false}};
+    for (const auto& w : words) {
+        const std::string one =
+            std::string("{\"p\":{\"type\":\"") + w.word + "\",\"value\":\"0\"}}";
+        ASSERT_FALSE(Read(bag, one, &error, &typed)) << w.word;
+        EXPECT_STREQ(error.message,
+                     w.pointer ? "pointer kinds can't be read" : "unknown type word")
+            << w.word;
+    }
 }
 
 // The fixed-form writer's text is valid JSON when no string needs more than

@@ -13,7 +13,6 @@ using tav::text::Item;
 using tav::text::Step;
 using tav::text::StringSink;
 
-using tav::text::kJsonTypeWord;
 
 // The deepest level below the top bag that is written; vectors don't count.
 constexpr TavSizeT kMaxDepth = 63;
@@ -27,7 +26,7 @@ bool HasPointerName(TavPropertyValueType kind) {
 // {"type":"<word>","value":  -- typed pointers add their type name: word(name)
 void PutHead(const TavPropertyValue* value, StringSink& json) {
     json.Put(R"({"type":")");
-    json.Put(kJsonTypeWord[value->type]);
+    json.Put(tav::text::WordsOf(value->type).json);
     if (HasPointerName(value->type)) {
         json.Put('(');
         json.Put(CText(&value->ptrName));

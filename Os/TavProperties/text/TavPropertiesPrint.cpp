@@ -11,14 +11,6 @@ namespace {
 using tav::text::Item;
 using tav::text::Step;
 
-// Type names of the leaf kinds, indexed by CompactKindIndex.
-constexpr const char* kTypeName[] = {
-    "TavBool",       "TavInt",         "TavInt16",        "TavInt64",     "TavUint",
-    "TavUint16",     "TavUint64",      "TavSizeT",        "float32",      "float64",
-    "TavTime",       "TavResolution",  "TavMediaFormat",  "TavVoidPtr",   "TavString",
-    "TavSharedVoidPtr", "TavWeakVoidPtr", "TavSharedPtr", "TavWeakPtr",   "Wrapper"};
-static_assert(std::size(kTypeName) == TAV_PROPERTYVALUE_TYPE_Wrapper - 1);
-
 constexpr tav::text::FloatDigits kFloatDigits = {2, 5};
 
 // A prefix one tab longer than another, made with the allocator of what is
@@ -122,8 +114,9 @@ public:
         // Every entry gets the deeper prefix its value is printed with, though
         // a leaf's text never uses it.
         Prefix deeper = MakePrefix(parent.tabs, parent.allocator);
-        TavFilePrintf(file_, "%s%s(%s): ", parent.tabs, item.name->buf,
-                      kTypeName[tav::text::CompactKindIndex(item.value->type)]);
+        const std::string_view type = tav::text::WordsOf(item.value->type).dump;
+        TavFilePrintf(file_, "%s%s(%.*s): ", parent.tabs, item.name->buf,
+                      static_cast<int>(type.size()), type.data());
         PrintLeaf(item.value, file_);
         TavFilePrintf(file_, ",\n");
         ReleasePrefix(&deeper);

@@ -28,6 +28,7 @@
 #include "Os/TavProperties/detail/TavGuards.hpp"
 #include "Os/TavProperties/detail/TavTakenEntry.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
+#include "Os/TavProperties/text/TavTextCommon.hpp"
 
 namespace {
 
@@ -191,37 +192,37 @@ TavInt64 Signed(const Integer& n) {
 
 // ---- the words of the typed style ----------------------------------------------
 
-struct TypeWord {
-    std::string_view word;
-    TavPropertyValueType kind;
-};
+// The kinds whose written value is an address: they can't be read back.
+bool IsPointerKind(TavPropertyValueType kind) {
+    switch (kind) {
+        case TAV_PROPERTYVALUE_TYPE_VoidPtr:
+        case TAV_PROPERTYVALUE_TYPE_SharedVoidPtr:
+        case TAV_PROPERTYVALUE_TYPE_WeakVoidPtr:
+        case TAV_PROPERTYVALUE_TYPE_SharedPtr:
+        case TAV_PROPERTYVALUE_TYPE_WeakPtr:
+        case TAV_PROPERTYVALUE_TYPE_Wrapper:
+            return true;
+        default:
+            return false;
+    }
+}
 
-constexpr TypeWord kTypeWords[] = {
-    {"bool", TAV_PROPERTYVALUE_TYPE_Bool},
-    {"int", TAV_PROPERTYVALUE_TYPE_Int},
-    {"int16", TAV_PROPERTYVALUE_TYPE_Int16},
-    {"int64", TAV_PROPERTYVALUE_TYPE_Int64},
-    {"uint", TAV_PROPERTYVALUE_TYPE_Uint},
-    {"uint16", TAV_PROPERTYVALUE_TYPE_Uint16},
-    {"uint64", TAV_PROPERTYVALUE_TYPE_Uint64},
-    {"size_t", TAV_PROPERTYVALUE_TYPE_SizeT},
-    {"float32", TAV_PROPERTYVALUE_TYPE_Float32},
-    {"float64", TAV_PROPERTYVALUE_TYPE_Float64},
-    {"time", TAV_PROPERTYVALUE_TYPE_Time},
-    {"resolution", TAV_PROPERTYVALUE_TYPE_Resolution},
-    {"media_format", TAV_PROPERTYVALUE_TYPE_MediaFormat},
-    {"string", TAV_PROPERTYVALUE_TYPE_String},
-    {"properties", TAV_PROPERTYVALUE_TYPE_Properties},
-    {"vector", TAV_PROPERTYVALUE_TYPE_Vector},
-};
-
-bool IsPointerWord(std::string_view w) {
-    static constexpr std::string_view kPlain[] = {"ptr", "shared_ptr", "weak_ptr", "wrapper"};
-    if (std::find(std::begin(kPlain), std::end(kPlain), w) != std::end(kPlain)) return true;
-    static constexpr std::string_view kNamed[] = {"shared_ptr(", "weak_ptr("};
-    return std::any_of(std::begin(kNamed), std::end(kNamed), [w](std::string_view prefix) {
-        return w.size() > prefix.size() && w.substr(0, prefix.size()) == prefix && w.back() == ')';
-    });
+// The kind a type word names, by the writers' own table; a typed pointer's
+// word carries its type name in parentheses ("shared_ptr(Foo)"). False for a
+// word no writer writes.
+bool KindOfWord(std::string_view word, TavPropertyValueType* kind) {
+    const std::size_t open = word.find('(');
+    const bool named = open != std::string_view::npos;
+    if (named && word.back() != ')') return false;
+    if (named) word = word.substr(0, open);
+    for (const tav::text::KindWords& w : tav::text::kKindWords) {
+        const bool typed = w.kind == TAV_PROPERTYVALUE_TYPE_SharedPtr ||
+                           w.kind == TAV_PROPERTYVALUE_TYPE_WeakPtr;
+        if (w.json != word || named != typed) continue;
+        *kind = w.kind;
+        return true;
+    }
+    return false;
 }
 
 // The range of an integer kind: the largest magnitude below zero and the
@@ -819,22 +820,19 @@ bool JsonReader::FinishTyped(Frame& f, TavPropertyValue* v) {
         return Refuse(f, "a typed value needs \"type\" and \"value\"");
     std::string_view word;
     if (!TextOf(f.typeAt, f.typeEnd, &word)) return false;
-    if (IsPointerWord(word)) return Refuse(f, "pointer kinds can't be read");
-    for (const TypeWord& w : kTypeWords) {
-        if (word != w.word) continue;
-        const bool composite = w.kind == TAV_PROPERTYVALUE_TYPE_Properties ||
-                               w.kind == TAV_PROPERTYVALUE_TYPE_Vector ||
-                               w.kind == TAV_PROPERTYVALUE_TYPE_Resolution;
-        if (!composite)
-            return f.scalarAt != nullptr ? MakeTypedScalar(f, w.kind, v)
-                                         : Refuse(f, "value does not fit its type");
-        if (!f.owns || f.value.type != w.kind)
-            return Refuse(f, "value does not fit its type");
-        *v = f.value;
-        f.owns = false;
-        return true;
-    }
-    return Refuse(f, "unknown type word");
+    TavPropertyValueType kind{};
+    if (!KindOfWord(word, &kind)) return Refuse(f, "unknown type word");
+    if (IsPointerKind(kind)) return Refuse(f, "pointer kinds can't be read");
+    const bool composite = kind == TAV_PROPERTYVALUE_TYPE_Properties ||
+                           kind == TAV_PROPERTYVALUE_TYPE_Vector ||
+                           kind == TAV_PROPERTYVALUE_TYPE_Resolution;
+    if (!composite)
+        return f.scalarAt != nullptr ? MakeTypedScalar(f, kind, v)
+                                     : Refuse(f, "value does not fit its type");
+    if (!f.owns || f.value.type != kind) return Refuse(f, "value does not fit its type");
+    *v = f.value;
+    f.owns = false;
+    return true;
 }
 
 bool JsonReader::MakeTypedScalar(const Frame& f, TavPropertyValueType kind, TavPropertyValue* v) {

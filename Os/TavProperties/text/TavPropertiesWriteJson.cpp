@@ -149,7 +149,7 @@ std::string_view Bytes(const TavString* s) { return {s->buf, static_cast<std::si
 bool PutTypeWord(const TavPropertyValue* v, JsonOut& out) {
     StringSink& sink = out.sink();
     sink.Put('"');
-    sink.Put(tav::text::kJsonTypeWord[v->type]);
+    sink.Put(tav::text::WordsOf(v->type).json);
     bool done = true;
     if (v->type == TAV_PROPERTYVALUE_TYPE_SharedPtr || v->type == TAV_PROPERTYVALUE_TYPE_WeakPtr) {
         sink.Put('(');

@@ -116,7 +116,7 @@ void PutOpeningHead(const Item& item, StringSink& out) {
     }
     if (tav::text::IsContainer(v)) return;
     out.Put(" type=\"");
-    out.Put(tav::text::kJsonTypeWord[v->type]);
+    out.Put(tav::text::WordsOf(v->type).json);
     out.Put('"');
     if (v->type == TAV_PROPERTYVALUE_TYPE_SharedPtr || v->type == TAV_PROPERTYVALUE_TYPE_WeakPtr) {
         out.Put(" ptrType=\"");

@@ -14,14 +14,6 @@ using tav::text::Item;
 using tav::text::Step;
 using tav::text::StringSink;
 
-// Type words of the leaf kinds, indexed by CompactKindIndex.
-constexpr std::string_view kTypeWord[] = {
-    "bool",       "int",        "int16",        "int64",      "uint",
-    "uint16",     "uint64",     "size_t",       "TavFloat32", "TavFloat64",
-    "TavTime",    "resolution", "media_format", "ptr",        "string",
-    "shared_ptr", "weak_ptr",   "shared_ptr",   "weak_ptr",   "wrapper"};
-static_assert(std::size(kTypeWord) == TAV_PROPERTYVALUE_TYPE_Wrapper - 1);
-
 constexpr tav::text::FloatDigits kFloatDigits = {6, 6};
 
 // The indentation of the top bag's entries: one tab in a record that owns no
@@ -90,7 +82,7 @@ void PutLeaf(const TavString* name, const TavPropertyValue* value, const TavStri
     xml.Put("<value");
     if (name != nullptr) PutNameAttribute(name, xml);
     xml.Put(" type=\"");
-    xml.Put(kTypeWord[tav::text::CompactKindIndex(value->type)]);
+    xml.Put(tav::text::WordsOf(value->type).xml);
     xml.Put("\">");
     PutLeafBody(value, xml);
     xml.Put("</value>\n");

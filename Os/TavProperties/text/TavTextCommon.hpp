@@ -21,22 +21,54 @@ inline std::string_view CText(const TavString* s) {
                         : static_cast<std::size_t>(s->size)};
 }
 
-// The written kinds that have no number of their own, Properties (15) and
-// Vector (16), are left out of the printer's and the XML writer's tables of
-// twenty names: kinds 0 to 14 index them directly, kinds 17 to 21 two lower.
-constexpr std::size_t CompactKindIndex(TavPropertyValueType kind) {
-    return kind < TAV_PROPERTYVALUE_TYPE_Properties ? static_cast<std::size_t>(kind)
-                                                    : static_cast<std::size_t>(kind) - 2;
-}
+// The words each text form gives a kind: the dump's type name, the XML-like
+// writer's type word and the JSON writers' type word (which the JSON reader
+// reads back). Properties and Vector are written as nested elements by the
+// dump and the XML-like writer, so they have no word there. Typed pointers
+// (SharedPtr, WeakPtr) add their type name in parentheses in JSON. A new
+// kind is one line here.
+struct KindWords {
+    TavPropertyValueType kind;
+    std::string_view dump;
+    std::string_view xml;
+    std::string_view json;
+};
 
-// The JSON writers' type word of each kind, all twenty-two, indexed by kind.
-// Typed pointers (SharedPtr, WeakPtr) add their type name in parentheses.
-constexpr std::string_view kJsonTypeWord[] = {
-    "bool",       "int",        "int16",    "int64",        "uint",         "uint16",
-    "uint64",     "size_t",     "float32",  "float64",      "time",         "resolution",
-    "media_format", "ptr",      "string",   "properties",   "vector",       "shared_ptr",
-    "weak_ptr",   "shared_ptr", "weak_ptr", "wrapper"};
-static_assert(std::size(kJsonTypeWord) == TAV_PROPERTYVALUE_TYPE_Wrapper + 1);
+constexpr KindWords kKindWords[] = {
+    {TAV_PROPERTYVALUE_TYPE_Bool, "TavBool", "bool", "bool"},
+    {TAV_PROPERTYVALUE_TYPE_Int, "TavInt", "int", "int"},
+    {TAV_PROPERTYVALUE_TYPE_Int16, "TavInt16", "int16", "int16"},
+    {TAV_PROPERTYVALUE_TYPE_Int64, "TavInt64", "int64", "int64"},
+    {TAV_PROPERTYVALUE_TYPE_Uint, "TavUint", "uint", "uint"},
+    {TAV_PROPERTYVALUE_TYPE_Uint16, "TavUint16", "uint16", "uint16"},
+    {TAV_PROPERTYVALUE_TYPE_Uint64, "TavUint64", "uint64", "uint64"},
+    {TAV_PROPERTYVALUE_TYPE_SizeT, "TavSizeT", "size_t", "size_t"},
+    {TAV_PROPERTYVALUE_TYPE_Float32, "float32", "TavFloat32", "float32"},
+    {TAV_PROPERTYVALUE_TYPE_Float64, "float64", "TavFloat64", "float64"},
+    {TAV_PROPERTYVALUE_TYPE_Time, "TavTime", "TavTime", "time"},
+    {TAV_PROPERTYVALUE_TYPE_Resolution, "TavResolution", "resolution", "resolution"},
+    {TAV_PROPERTYVALUE_TYPE_MediaFormat, "TavMediaFormat", "media_format", "media_format"},
+    {TAV_PROPERTYVALUE_TYPE_VoidPtr, "TavVoidPtr", "ptr", "ptr"},
+    {TAV_PROPERTYVALUE_TYPE_String, "TavString", "string", "string"},
+    {TAV_PROPERTYVALUE_TYPE_Properties, "", "", "properties"},
+    {TAV_PROPERTYVALUE_TYPE_Vector, "", "", "vector"},
+    {TAV_PROPERTYVALUE_TYPE_SharedVoidPtr, "TavSharedVoidPtr", "shared_ptr", "shared_ptr"},
+    {TAV_PROPERTYVALUE_TYPE_WeakVoidPtr, "TavWeakVoidPtr", "weak_ptr", "weak_ptr"},
+    {TAV_PROPERTYVALUE_TYPE_SharedPtr, "TavSharedPtr", "shared_ptr", "shared_ptr"},
+    {TAV_PROPERTYVALUE_TYPE_WeakPtr, "TavWeakPtr", "weak_ptr", "weak_ptr"},
+    {TAV_PROPERTYVALUE_TYPE_Wrapper, "Wrapper", "wrapper", "wrapper"},
+};
+
+// Every kind has its line, at its own number: the table is looked up by kind.
+constexpr bool EachKindAtItsNumber() {
+    for (std::size_t i = 0; i < std::size(kKindWords); ++i) {
+        if (static_cast<std::size_t>(kKindWords[i].kind) != i) return false;
+    }
+    return std::size(kKindWords) == TAV_PROPERTYVALUE_TYPE_Wrapper + 1;
+}
+static_assert(EachKindAtItsNumber(), "kKindWords: one line per kind, in kind order");
+
+constexpr const KindWords& WordsOf(TavPropertyValueType kind) { return kKindWords[kind]; }
 
 // Room for the longest scalar text: "%f" of the largest double has 309
 // integer digits, a sign, a point and six decimals.
