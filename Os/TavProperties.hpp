@@ -56,9 +56,6 @@ struct MediaFormat {
 inline bool operator==(Size a, Size b) { return a.value == b.value; }
 inline bool operator==(Time a, Time b) { return a.value == b.value; }
 inline bool operator==(MediaFormat a, MediaFormat b) { return a.value == b.value; }
-inline bool operator==(const TavResolution& a, const TavResolution& b) {
-    return a.width == b.width && a.height == b.height;
-}
 
 namespace detail {
 
