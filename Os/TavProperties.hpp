@@ -18,9 +18,15 @@
 // String (read back as tav::String); TavResolution Resolution; void* VoidPtr;
 // tav::Properties a nested bag; tav::Vector, and any range of the types above,
 // Vector. size_t, TavTime and TavMediaFormat are the same C++ types as
-// uint64_t, int64_t and uint32_t on LP64, so those three kinds have tag types:
-// tav::Size{n}, tav::Time{t}, tav::MediaFormat{code}. Kinds are exact: get<int>
-// of an Int64 entry is empty.
+// uint64_t, int64_t and uint32_t on LP64 (a plain size_t is stored as a
+// Uint64), so those three kinds have tag types: tav::Size{n}, tav::Time{t},
+// tav::MediaFormat{code}. Kinds are exact: get<int> of an Int64 entry is empty.
+//
+// Threads: each call locks the bag as the C function it wraps does; copies,
+// snapshots and merges take the source's lock. Construction, assignment and
+// destruction of an object, and the end of a Subscription, belong to the
+// thread that owns it; operator== and iteration read without the lock
+// (compare or iterate a snapshot() of a bag that other threads change).
 #ifndef TAV_OS_TAVPROPERTIES_HPP
 #define TAV_OS_TAVPROPERTIES_HPP
 
