@@ -1,0 +1,346 @@
+// The C++ face (Os/TavProperties.hpp): every kind through set/get and Value, paths, listener
+// lifetimes, copy and move, JSON both ways, snapshots under concurrent writers, and the
+// failure of every allocation on the way.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include "CountingAllocator.hpp"
+#include "Os/TavProperties.hpp"
+
+// Resolutions compare by their fields (found by argument lookup in the global namespace).
+bool operator==(const TavResolution& a, const TavResolution& b) {
+    return TavResolutionEqual(&a, &b) != 0;
+}
+
+namespace {
+
+using tavtest::CountingAllocator;
+
+// The entries of a bag as "name=json,..." through the iteration and the plain JSON writer.
+std::string Json(const tav::Properties& bag) {
+    std::optional<tav::String> text = bag.to_json();
+    return text ? std::string(text->view()) : "<no memory>";
+}
+
+// Sets v at path, reads it back as T and as a Value, and checks the kind stored.
+template <class T>
+void RoundTrip(tav::Properties& bag, const char* path, const T& v, TavPropertyValueType kind) {
+    SCOPED_TRACE(path);
+    ASSERT_TRUE(bag.set(path, v));
+    EXPECT_EQ(bag.type_at(path), kind);
+    EXPECT_EQ(bag.get<T>(path), v);
+    std::optional<tav::Value> value = bag.get<tav::Value>(path);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value->as<T>(), v);
+    EXPECT_EQ(tav::Value(v), *value);
+}
+
+TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
+    tav::Properties bag;
+    int marker = 0;
+    RoundTrip(bag, "b", true, TAV_PROPERTYVALUE_TYPE_Bool);
+    RoundTrip(bag, "i16", std::int16_t{-7}, TAV_PROPERTYVALUE_TYPE_Int16);
+    RoundTrip(bag, "u16", std::uint16_t{65535}, TAV_PROPERTYVALUE_TYPE_Uint16);
+    RoundTrip(bag, "i", -2147483647 - 1, TAV_PROPERTYVALUE_TYPE_Int);
+    RoundTrip(bag, "u", 4000000000u, TAV_PROPERTYVALUE_TYPE_Uint);
+    RoundTrip(bag, "i64", std::int64_t{-1} << 62, TAV_PROPERTYVALUE_TYPE_Int64);
+    RoundTrip(bag, "ll", -5LL, TAV_PROPERTYVALUE_TYPE_Int64);
+    RoundTrip(bag, "u64", ~std::uint64_t{0}, TAV_PROPERTYVALUE_TYPE_Uint64);
+    RoundTrip(bag, "size_t", std::size_t{9}, TAV_PROPERTYVALUE_TYPE_Uint64);  // one type on LP64
+    RoundTrip(bag, "sz", tav::Size{9}, TAV_PROPERTYVALUE_TYPE_SizeT);
+    RoundTrip(bag, "f", 0.1f, TAV_PROPERTYVALUE_TYPE_Float32);
+    RoundTrip(bag, "d", 0.1, TAV_PROPERTYVALUE_TYPE_Float64);
+    RoundTrip(bag, "t", tav::Time{-40}, TAV_PROPERTYVALUE_TYPE_Time);
+    RoundTrip(bag, "r", TavResolution{1920, 1080}, TAV_PROPERTYVALUE_TYPE_Resolution);
+    RoundTrip(bag, "m", tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')},
+              TAV_PROPERTYVALUE_TYPE_MediaFormat);
+    RoundTrip(bag, "p", static_cast<void*>(&marker), TAV_PROPERTYVALUE_TYPE_VoidPtr);
+    // Kinds are exact, as the C getters: no conversion between widths or signs.
+    EXPECT_FALSE(bag.get<std::int64_t>("i"));
+    EXPECT_FALSE(bag.get<tav::Size>("size_t"));
+    EXPECT_FALSE(bag.get<double>("f"));
+
+    // Text: from a literal, a string_view with a NUL inside, a std::string; read as a copy.
+    const std::string_view withNul("a\0b", 3);
+    ASSERT_TRUE(bag.set("s", "text") && bag.set("nul", withNul) && bag.set("std", std::string("x")));
+    EXPECT_EQ(bag.get<tav::String>("s"), std::optional<std::string_view>("text"));
+    EXPECT_EQ(bag.get<tav::String>("nul")->view(), withNul);
+    EXPECT_EQ(bag.get<tav::Value>("std")->as<std::string_view>(), "x");
+    EXPECT_FALSE(bag.get<tav::String>("i"));
+
+    // Vectors from braces, any range and a tav::Vector; nested bags by value.
+    ASSERT_TRUE(bag.set("v", {1, 2, 3}) && bag.set("dv", std::vector<double>{0.5}));
+    tav::Vector mixed;
+    ASSERT_TRUE(mixed.push_back("one") && mixed.push_back(tav::Size{2}) && bag.set("mixed", mixed));
+    std::optional<tav::Vector> v = bag.get<tav::Vector>("v");
+    ASSERT_TRUE(v && v->size() == 3);
+    int sum = 0;
+    for (tav::ValueRef e : *v) sum += e.as<int>().value_or(100);
+    EXPECT_EQ(sum, 6);
+    EXPECT_EQ(bag.get<int>("v[2]"), 3);
+    EXPECT_EQ(bag.get<tav::String>("mixed[0]"), std::optional<std::string_view>("one"));
+    EXPECT_EQ(bag.get<tav::Vector>("mixed")->operator[](1).as<tav::Size>(), tav::Size{2});
+
+    tav::Properties inner;
+    ASSERT_TRUE(inner.set("x", 1) && bag.set("inner", inner) && inner.set("y", 2));
+    std::optional<tav::Properties> back = bag.get<tav::Properties>("inner");
+    ASSERT_TRUE(back);
+    EXPECT_EQ(Json(*back), R"({"x":1})");  // a copy: later changes of inner stay out
+    EXPECT_FALSE(bag.get<tav::Properties>("inner.x"));
+}
+
+TEST(CxxFace, PathsAddSetRemoveAndNames) {
+    tav::Properties bag;
+    EXPECT_TRUE(bag.set("video.width", 640));
+    EXPECT_TRUE(bag.add("video.height", 480));
+    EXPECT_FALSE(bag.add("video.height", 1));  // present: add refuses, value kept
+    EXPECT_EQ(bag.get<int>("video.height"), 480);
+    EXPECT_TRUE(bag.set("video.height", 720));
+    EXPECT_EQ(bag.type_at("video"), TAV_PROPERTYVALUE_TYPE_Properties);
+    EXPECT_TRUE(bag.set("list", {1, 2}) && bag.add("list[1]", 9) && bag.remove("list[0]"));
+    EXPECT_EQ(Json(bag), R"({"list":[9,2],"video":{"height":720,"width":640}})");
+    EXPECT_TRUE(bag.contains("video.width") && bag.remove("video.width"));
+    EXPECT_FALSE(bag.contains("video.width") || bag.remove("video.width") || bag.type_at("nope"));
+
+    const std::optional<tav::Names> names = bag.names();
+    ASSERT_TRUE(names);
+    std::string all;
+    for (std::string_view n : *names) all += std::string(n) + ";";
+    EXPECT_EQ(all, "list;video;");
+    EXPECT_EQ(bag.size(), 2u);
+}
+
+// Names the C++ type visit hands over, for the kinds of the table below.
+struct Visitor {
+    std::string operator()(bool) const { return "bool"; }
+    std::string operator()(std::int32_t) const { return "int"; }
+    std::string operator()(tav::Size) const { return "size"; }
+    std::string operator()(double) const { return "double"; }
+    std::string operator()(std::string_view s) const { return "string " + std::string(s); }
+    std::string operator()(const TavProperties&) const { return "bag"; }
+    std::string operator()(tav::VectorRef v) const { return std::to_string(v.size()); }
+    std::string operator()(tav::ValueRef) const { return "other"; }
+    template <class T>
+    std::string operator()(const T&) const {
+        return "?";
+    }
+};
+
+TEST(CxxFace, ValueVisitsEachKindInItsCxxType) {
+    TavSharedPtr_void none;
+    TavSharedPtr_voidConstructEmpty(&none);
+    TavPropertyValue shared;
+    ASSERT_TRUE(TavPropertyValueConstructSharedVoidPtr(&shared, &none, TAV_TRUE));
+    const std::vector<std::pair<tav::Value, std::string>> table = {
+        {tav::Value(true), "bool"},           {tav::Value(3), "int"},
+        {tav::Value(tav::Size{1}), "size"},   {tav::Value(2.5), "double"},
+        {tav::Value("hi"), "string hi"},      {tav::Value(tav::Properties()), "bag"},
+        {tav::Value(std::vector<int>{1, 2}), "2"}, {tav::Value(tav::ValueRef(&shared)), "other"},
+    };
+    TavPropertyValueDestruct(&shared);
+    TavSharedPtr_voidDestruct(&none);
+    for (const auto& [value, expected] : table) {
+        EXPECT_TRUE(value.ok());
+        EXPECT_EQ(value.visit(Visitor{}), expected);
+        const tav::Value copy = value;  // copies compare equal, whatever the kind
+        EXPECT_EQ(copy, value) << expected;
+    }
+    EXPECT_FALSE(tav::Value(3).as<bool>());
+    EXPECT_FALSE(tav::ValueRef().as<int>());
+}
+
+// Counts the calls of a listener, with what they were told.
+struct Heard {
+    std::vector<std::string> events;
+    auto Recorder(const char* tag) {
+        return [this, tag](std::string_view name, tav::ValueRef old, tav::ValueRef now) {
+            events.push_back(std::string(tag) + std::string(name) + (old ? "o" : "") +
+                             (now ? "=" + std::to_string(now.as<int>().value_or(-1)) : ""));
+        };
+    }
+};
+
+TEST(CxxFace, SubscriptionsHearChangesUntilTheyEnd) {
+    tav::Properties bag;
+    Heard heard;
+    {
+        tav::Subscription before = bag.on_before_change("a", heard.Recorder("B:"));
+        tav::Subscription after = bag.on_change("a", heard.Recorder("A:"));
+        tav::Subscription every = bag.on_change("", [&](std::string_view n) {
+            heard.events.push_back("*" + std::string(n));
+        });
+        ASSERT_TRUE(before && after && every);
+        bag.set("a", 1);
+        bag.set("a", 2);
+        bag.set("b", 3);
+        bag.remove("a");
+        tav::Subscription moved = std::move(after);  // still registered, once
+        EXPECT_FALSE(after);
+        bag.set("a", 4);
+    }
+    bag.set("a", 5);  // every subscription has ended: nobody hears this
+    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.native()->listeners), 0u);
+    EXPECT_EQ(heard.events, (std::vector<std::string>{
+                                "B:a=1", "A:a=1", "*a", "B:ao=2", "A:ao=2", "*a", "*b", "B:ao",
+                                "A:a", "*a", "B:a=4", "A:a=4", "*a"}));
+
+    // A listener follows its bag into another Properties and goes quiet when the bag is gone;
+    // its Subscription may outlive the bag.
+    tav::Subscription survivor;
+    heard.events.clear();
+    {
+        tav::Properties owner;
+        survivor = owner.on_change("", heard.Recorder(""));
+        tav::Properties taken(std::move(owner));
+        EXPECT_FALSE(owner.ok() || owner.set("x", 1));
+        taken.set("x", 1);
+    }  // the bag's destruction removes x: its listeners hear that
+    EXPECT_FALSE(survivor);
+    survivor.reset();
+    EXPECT_EQ(heard.events, (std::vector<std::string>{"x=1", "x"}));
+}
+
+TEST(CxxFace, CopiesAreIndependentAndAssignmentKeepsListeners) {
+    tav::Properties a;
+    Heard heard;
+    tav::Subscription sub = a.on_change("", heard.Recorder(""));
+    a.set("k", 1);
+    tav::Properties copy(a);
+    EXPECT_EQ(copy, a);
+    copy.set("k", 2);  // the copy has no listeners and its own entries
+    EXPECT_EQ(a.get<int>("k"), 1);
+    EXPECT_NE(copy, a);
+
+    tav::Properties b;
+    b.set("other", 7);
+    a = b;  // entries replaced, listeners kept and told nothing
+    EXPECT_EQ(Json(a), R"({"other":7})");
+    a.set("k", 3);
+    tav::Properties c;
+    c.set("c", 1);
+    a = std::move(c);  // entries exchanged
+    EXPECT_EQ(Json(a), R"({"c":1})");
+    EXPECT_EQ(Json(c), R"({"k":3,"other":7})");
+    a.set("k", 4);
+    EXPECT_EQ(heard.events, (std::vector<std::string>{"k=1", "k=3", "k=4"}));
+
+    tav::Properties empty(std::move(b));  // b is left !ok(); assigning revives it
+    EXPECT_FALSE(b.ok() || b.get<int>("other") || b.to_json() || b.names());
+    EXPECT_EQ(b, tav::Properties(std::move(b)));
+    EXPECT_FALSE(a.assign(b));
+    b = empty;
+    EXPECT_TRUE(b.ok() && b == empty);
+}
+
+TEST(CxxFace, JsonRoundTripsAndRefusalsSayWhere) {
+    tav::Properties bag;
+    bag.set("video.width", 640);
+    bag.set("name", "cam\n1");
+    bag.set("rate", 29.97f);
+    const std::optional<tav::String> typed = bag.to_json(TAV_JSON_TYPED);
+    ASSERT_TRUE(typed);
+    tav::Properties back;
+    ASSERT_TRUE(back.from_json(*typed, TAV_JSON_TYPED));
+    EXPECT_EQ(back, bag);
+    EXPECT_EQ(*bag.to_json(TAV_JSON_PLAIN, 1), "{\n \"name\": \"cam\\n1\",\n \"rate\": 29.97,\n"
+                                               " \"video\": {\n  \"width\": 640\n }\n}");
+
+    Heard heard;
+    tav::Subscription sub = back.on_change("", heard.Recorder(""));
+    TavTextError error{};
+    EXPECT_FALSE(back.from_json("{\"a\": 1,\n \"b\": tru}", TAV_JSON_PLAIN, &error));
+    EXPECT_EQ(error.line, 2u);
+    EXPECT_EQ(error.offset, 15u);  // the "t" of tru
+    EXPECT_NE(error.message, nullptr);
+    EXPECT_EQ(back, bag);  // refused: untouched, nobody told
+    EXPECT_TRUE(heard.events.empty());
+    EXPECT_FALSE(back.from_json(""));
+}
+
+// Snapshots are taken under the lock: a merge, which holds the lock for its whole run, is
+// seen whole or not at all by readers iterating snapshots.
+TEST(CxxFaceConcurrency, SnapshotsSeeWholeMerges) {
+    tav::Properties shared;
+    std::atomic<int> seen{0};
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        tav::Properties pair;
+        int i = 0;
+        for (; i < 1000 || seen < 200; ++i) {
+            pair.set("a", i);
+            pair.set("b", i);
+            shared.merge(pair);
+        }
+        shared.set("last", i - 1);
+        done = true;
+    });
+    int torn = 0;
+    while (!done) {
+        int a = -1, b = -1;
+        for (const auto& [name, value] : shared.snapshot())
+            if (name != "last") (name == "a" ? a : b) = value.as<int>().value_or(-2);
+        torn += a != b;
+        seen += a >= 0;
+    }
+    writer.join();
+    EXPECT_EQ(torn, 0);
+    EXPECT_EQ(shared.get<int>("a"), shared.get<int>("last"));
+}
+
+// Runs op on a fresh bag of a counting allocator with op's k-th allocation failing, for every
+// k until op runs through; op reports success, check(success, bag) the state it leaves. Every
+// byte is back when the bag and what op made are gone (the allocator checks on destruction).
+template <class Op, class Check>
+void SweepOnFreshBag(Op op, Check check) {
+    CountingAllocator alloc;
+    const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        alloc.FailAt(0);
+        tav::Properties bag(alloc);
+        ASSERT_TRUE(bag.set("n.x", 1) && bag.set("s", "some text") && bag.set("v", {1, 2}));
+        alloc.FailAt(k);
+        const bool ok = op(bag);
+        EXPECT_EQ(ok, !alloc.Failed()) << k;
+        if (!alloc.Failed()) alloc.FailAt(0);  // disarmed for the checks: the sweep ends
+        check(ok, bag);
+        EXPECT_TRUE(bag.set("after", 1)) << k;  // unlocked and usable
+    });
+    EXPECT_GT(points, 0u);
+    EXPECT_EQ(alloc.liveBlocks(), 0u);
+}
+
+TEST(CxxFace, EveryAllocationFailureLeavesAFalseResultAndNoLeak) {
+    const auto none = [](bool, tav::Properties&) {};
+    SweepOnFreshBag([](tav::Properties& b) { return b.set("n.y", "text"); },
+                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("n.y"), ok); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.set("w", {1, 2, 3}); },
+                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("w"), ok); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::String>("s").has_value(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Properties>("n").has_value(); },
+                    none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Vector>("v").has_value(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Value>("n").has_value(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.names().has_value(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.to_json().has_value(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.snapshot().ok(); }, none);
+    SweepOnFreshBag([](tav::Properties& b) { tav::Properties c(b); return b.assign(c) && b == c; },
+                    none);
+    SweepOnFreshBag([](tav::Properties& b) { return b.from_json(R"({"j":[1,{"k":2}]})"); },
+                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("j"), ok); });
+    int calls = 0;
+    SweepOnFreshBag(
+        [&](tav::Properties& b) {
+            tav::Subscription sub = b.on_change("s", [&](std::string_view) { ++calls; });
+            return bool(sub);
+        },
+        [&](bool, tav::Properties& b) {
+            b.set("s", "t");  // registered or not, the listener is gone
+            EXPECT_EQ(calls, 0);
+        });
+}
+
+}  // namespace
