@@ -1,7 +1,7 @@
 # Thin wrapper over the CMake presets; see README.md.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test test-default test-asan test-tsan bench fuzz valgrind deps clean
+.PHONY: all demo test test-default test-asan test-tsan bench fuzz valgrind deps clean docs
 
 all: test-default
 
@@ -28,6 +28,11 @@ demo: deps build/default/CMakeCache.txt
 
 clean:
 	rm -rf build
+
+# `make docs` writes the API reference, docs/api.md, from the public headers
+# (their comments, with the macro-generated families written out).
+docs: deps
+	python3 tools/api_docs.py --output docs/api.md .
 
 # ---- reliability: fuzzing and memcheck -----------------------------------
 # `make fuzz` runs each libFuzzer target for FUZZ_SECONDS on a working copy of

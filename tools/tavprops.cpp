@@ -14,12 +14,9 @@
 #include <vector>
 
 #include "Os/TavProperties.h"
+#include "Os/TavPropertiesVersion.h"
 
 namespace {
-
-#ifndef TAV_VERSION
-#define TAV_VERSION "unknown"
-#endif
 
 constexpr const char* kUsage = R"(Usage: tavprops [OPTION]... [TEXT]...
 
@@ -501,7 +498,7 @@ Outcome Run(int argc, char** argv) {
     Options o;
     if (Outcome f = ParseArguments(argc, argv, o)) return f;
     if (o.help || o.version) {
-        std::fputs(o.help ? kUsage : "tavprops " TAV_VERSION "\n", stdout);
+        std::fputs(o.help ? kUsage : "tavprops " TAV_PROPERTIES_VERSION "\n", stdout);
         return {};
     }
     if (Outcome f = LoadInputs(o.inputs)) return f;
