@@ -100,7 +100,7 @@ static std::vector<std::string> ScalingColumns(const Report& report) {
 
 static std::string ScalingTable(const Report& report) {
     const std::vector<std::string> columns = ScalingColumns(report);
-    std::string out = HeaderLine(columns, "operation, entries (ns per op or entry)", "");
+    std::string out = HeaderLine(columns, "operation, n (ns)", "");
     for (const ScalingRow& row : report.scaling) {
         out += "| ";
         out += row.op;
@@ -115,7 +115,9 @@ static std::string ScalingTable(const Report& report) {
 }
 
 static std::string MemoryTable(const Report& report) {
-    std::string out = "| contender | heap bytes per entry | requested through TavAllocator |\n|---|---:|---:|\n";
+    std::string out =
+        "| contender | heap bytes per entry (malloc_usable_size) | requested through TavAllocator |\n"
+        "|---|---:|---:|\n";
     for (const MemoryRow& m : report.memory) {
         out += Cat({"| ", m.contender, " |"});
         out += m.heapPerEntry < 0 ? " n/a |" : Format(" %.0f |", m.heapPerEntry);
@@ -127,7 +129,7 @@ static std::string MemoryTable(const Report& report) {
 std::string Markdown(const Report& report) {
     return report.header + "\n### Medians\n\n" + MediansTable(report) +
            "\n### This library's time over each other's (below 1: this library is faster)\n\n" +
-           RatiosTable(report) + "\n" + Notes(report) + "\n### Scaling\n\n" + ScalingTable(report) +
+           RatiosTable(report) + "\n" + Notes(report) + "\n### Scaling (flat bags of n ints; set, get, remove per operation, the rest per entry)\n\n" + ScalingTable(report) +
            "\n### Memory (the 10,000-entry tree)\n\n" + MemoryTable(report);
 }
 
@@ -166,8 +168,8 @@ void Bar(Canvas& canvas, double ratio, const char* colour) {
 }
 
 void Legend(Canvas& canvas, const std::vector<std::string>& others) {
-    double x = kLeft;
-    for (std::size_t i = 0; i < others.size(); ++i, x += 150) {
+    double x = 10;
+    for (std::size_t i = 0; i < others.size(); ++i, x += 180) {
         canvas.Rect(x, 30, 12, kColours[i % 6]);
         canvas.Text(x + 16, 40, "ours / " + Escape(others[i]));
     }
@@ -195,7 +197,7 @@ std::string Svg(const Report& report) {
         axis += Format("<text x=\"%.1f\"", x) + Format(" y=\"%.1f\" text-anchor=\"middle\">", bottom + 16) +
                 (e < 0 ? Format("1/%.0f", std::exp2(-e)) : Format("%.0f", std::exp2(e))) + "</text>\n";
     }
-    const double width = kLeft + 2 * kAxisHalf + 60, height = bottom + 50;
+    const double width = std::fmax(kLeft + 2 * kAxisHalf + 60, 10 + 180 * others.size()), height = bottom + 50;
     return Format("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%.0f\"", width) +
            Format(" height=\"%.0f\" font-family=\"sans-serif\" font-size=\"11\">\n", height) +
            "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>\n" +
