@@ -15,7 +15,6 @@ have clang++ || need+=(clang)
 have valgrind || need+=(valgrind)
 have python3 || need+=(python3)
 have xmllint || need+=(libxml2-utils)
-have pkg-config || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 [ -f /usr/include/gmock/gmock.h ] || need+=(libgmock-dev)
 [ -f /usr/include/benchmark/benchmark.h ] || need+=(libbenchmark-dev)
@@ -35,7 +34,7 @@ fi
 optional=()
 [ -f /usr/include/boost/property_tree/json_parser.hpp ] || optional+=(libboost-dev)
 [ -f /usr/include/rapidjson/document.h ] || optional+=(rapidjson-dev)
-pkg-config --exists gstreamer-1.0 2>/dev/null || optional+=(libgstreamer1.0-dev)
+have pkg-config && pkg-config --exists gstreamer-1.0 || optional+=(libgstreamer1.0-dev)  # brings pkg-config
 for p in "${optional[@]}"; do
   echo "installing for the benchmark: $p"
   apt_install "$p" || echo "warning: $p could not be installed; the benchmark leaves it out" >&2
