@@ -1,12 +1,16 @@
 # Thin wrapper over the CMake presets; see README.md.
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
-.PHONY: all demo test test-default test-asan test-tsan bench fuzz valgrind deps clean docs
+.PHONY: all demo test test-default test-asan test-tsan bench bench-smoke fuzz valgrind deps deps-bench clean docs
 
 all: test-default
 
 deps:
 	@./tools/install-deps.sh
+
+# The alternatives the comparative benchmark measures against (best effort).
+deps-bench:
+	@./tools/install-deps.sh --bench
 
 build/%/CMakeCache.txt:
 	cmake --preset $* >/dev/null
@@ -81,7 +85,20 @@ valgrind: deps $(VALGRIND_DIR)/CMakeCache.txt
 	    --gtest_filter='-$(VALGRIND_SKIP)'; \
 	done; echo "valgrind: no errors"
 
-# `make bench` builds the optimised benchmarks and runs them.
-bench: deps build/bench/CMakeCache.txt
+# `make bench` builds the optimised benchmarks and runs them: the text
+# throughput benchmark, then the comparison with the alternatives, which
+# writes build/bench/compare.md and compare.svg. It configures again so that
+# alternatives installed since the last run are found.
+bench: deps-bench
+	cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build/bench/bench/bench_text
+	build/bench/bench/bench_compare --out build/bench
+
+# `make bench-smoke`: the comparison in a few seconds, failing when one of
+# this library's workloads takes more than BENCH_MAX_RATIO times as long as
+# the std::map container in the same run.
+BENCH_MAX_RATIO ?= 3
+bench-smoke: deps build/bench/CMakeCache.txt
+	cmake --build --preset bench -j $(JOBS) --target bench_compare
+	build/bench/bench/bench_compare --smoke --out build/bench --max-ratio $(BENCH_MAX_RATIO)
