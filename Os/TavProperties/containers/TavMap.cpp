@@ -512,14 +512,14 @@ Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue*
 
 void DestroyDetached(TavAllocator* a, Node* node) { FreeNode(node, a); }
 
-bool TryLink(Map* bt, Node* node) {
+bool TryLink(Map* bt, Node* node, bool inOrder) {
     node->left = nullptr;
     node->right = nullptr;
     node->height = 1;
     if (bt->end.left == nullptr) {
         bt->end.left = node;
         AttachRoot(bt);
-    } else if (!InsertBelow(bt->end.left, node, true).second) {
+    } else if (!InsertBelow(bt->end.left, node, inOrder).second) {
         return false;
     }
     ++bt->size;

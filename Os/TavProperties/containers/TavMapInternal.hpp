@@ -29,8 +29,10 @@ Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue*
 void DestroyDetached(TavAllocator* a, Node* node);
 
 // Links a detached node whose key and value are filled; false, with the node
-// left as it was, when bt already holds its key.
-bool TryLink(Map* bt, Node* node);
+// left as it was, when bt already holds its key. With inOrder the key is
+// expected to follow every key bt holds (a text written in name order): one
+// comparison with the last key then finds its place.
+bool TryLink(Map* bt, Node* node, bool inOrder = false);
 
 // The node that holds value as its mapped half.
 inline Node* NodeOfValue(TavPropertyValue* value) {

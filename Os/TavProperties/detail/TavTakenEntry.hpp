@@ -19,11 +19,14 @@ using MapNode = TavMap_TavString__TavPropertyValue_Node;
 // What a taken entry does to one of the same name already in the map.
 enum class OnDuplicate { KeepFirst, KeepLast };
 
+// Whether entries are expected to come in name order (see map::TryLink).
+enum class Arrival { Any, InOrder };
+
 // A new node taking v and the text of name (name is left empty); false, with
 // v destroyed, only when the node can't be had. Of two entries with one name
 // the first or the last keeps its value; the other value is destroyed.
 inline bool LinkTaken(TavMap_TavString__TavPropertyValue* map, TavString* name,
-                      TavPropertyValue* v, OnDuplicate duplicate) {
+                      TavPropertyValue* v, OnDuplicate duplicate, Arrival arrival = Arrival::Any) {
     void* storage = TavAllocatorAllocate(map->alloc, sizeof(MapNode));
     if (storage == nullptr) {
         TavPropertyValueDestruct(v);
@@ -33,7 +36,7 @@ inline bool LinkTaken(TavMap_TavString__TavPropertyValue* map, TavString* name,
     node->value.first = *name;  // takes the buffer as it is
     TavStringConstructDefault(name, name->allocator);
     node->value.second = *v;
-    if (map::TryLink(map, node)) return true;
+    if (map::TryLink(map, node, arrival == Arrival::InOrder)) return true;
     // The text already held that name: the search is repeated only then.
     MapNode* present = TavMap_TavString__TavPropertyValue_NodeFind(map->end.left, &node->value.first);
     TavPropertyValue* loser = &node->value.second;

@@ -809,7 +809,9 @@ bool JsonReader::Deliver(TavPropertyValue* v) {
         return true;
     }
     // Of duplicate member names the last one wins.
-    return tav::LinkTaken(&f.value.u.p->map, &f.name, v, tav::OnDuplicate::KeepLast) ||
+    // Texts written by a program mostly list members in name order.
+    return tav::LinkTaken(&f.value.u.p->map, &f.name, v, tav::OnDuplicate::KeepLast,
+                          tav::Arrival::InOrder) ||
            NoMemory();
 }
 
@@ -948,7 +950,7 @@ bool SetMembers(TavProperties* x, TavProperties* read) {
     while (read->map.size != 0) {
         tav::MapNode* node = TavMap_TavString__TavPropertyValueBegin(&read->map);
         tav::map::Detach(&read->map, node);
-        if (quiet && tav::map::TryLink(&x->map, node)) continue;
+        if (quiet && tav::map::TryLink(&x->map, node, true)) continue;
         const TavBool set = TavPropertiesSetProperty(x, &node->value.first, &node->value.second);
         const TavPropertyValue* kept = set ? nullptr : TavPropertiesGetProperty(x, &node->value.first);
         tav::map::DestroyDetached(read->map.alloc, node);

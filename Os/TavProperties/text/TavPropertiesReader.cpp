@@ -181,19 +181,30 @@ const char* ScanNumber(const char* s, bool* hasPoint) {
     return *hasPoint ? SkipDigits(end + 1) : end;
 }
 
+// The low 32 bits of what TavStrToInt32 gives for [+-]digits: worked out
+// here when the digits can't overflow 64 bits (the usual case, without a
+// call), else by TavStrToInt32 itself, whose 64-bit conversion saturates.
+TavInt LowBitsOf(const char* start, const char* end) {
+    const char* digits = start + (*start == '+' || *start == '-');
+    if (end - digits > 18) return TavStrToInt32(start, nullptr, 10);
+    TavUint64 magnitude = 0;
+    for (const char* d = digits; d < end; ++d) magnitude = magnitude * 10 + TavUint64(*d - '0');
+    const TavUint64 value = *start == '-' ? TavUint64{0} - magnitude : magnitude;
+    return static_cast<TavInt>(static_cast<TavUint32>(value));
+}
+
 // A number with a point is a Float64; without, its low 32 bits make an Int
 // when it was signed and a Uint otherwise. The conversion must stop exactly
 // where the scan did; null when it doesn't.
 TavPropertyValue* MakeNumber(TavPropertyValue* v, const char* start, const char* end,
                              bool hasPoint) {
-    const char* stop = nullptr;
     if (hasPoint) {
+        const char* stop = nullptr;
         TavBool error = TAV_FALSE;
         const TavFloat64 f = TavStrToFloat64(start, &stop, &error);
         return stop == end && !error ? TavPropertyValueConstructFloat64(v, f, TAV_FALSE) : nullptr;
     }
-    const TavInt i = TavStrToInt32(start, &stop, 10);
-    if (stop != end) return nullptr;
+    const TavInt i = LowBitsOf(start, end);
     if (*start == '+' || *start == '-') return TavPropertyValueConstructInt(v, i, TAV_FALSE);
     return TavPropertyValueConstructUint(v, static_cast<TavUint>(i), TAV_FALSE);
 }
