@@ -21,22 +21,32 @@ public:
     Ours& operator=(const Ours&) = delete;
     ~Ours() { TavPropertiesDestruct(&bag_); }
 
+    // Names and paths go in through the TavString forms, as the others take
+    // their std::string keys: a TavString that borrows the caller's text
+    // (capacity 0, so it owns nothing and costs nothing). The CStr forms
+    // would add the temporary copy of the name that their contract makes.
     void SetInt(const std::string& name, std::int64_t v) {
-        TavPropertiesSetInt64ValueCStr(&bag_, name.c_str(), v, TAV_TRUE);
+        const TavString n = Borrowed(name);
+        TavPropertiesSetInt64Value(&bag_, &n, v, TAV_TRUE);
     }
     std::int64_t GetInt(const std::string& name) const {
-        const TavInt64* v = TavPropertiesGetInt64ValueCStr(&bag_, name.c_str());
+        const TavString n = Borrowed(name);
+        const TavInt64* v = TavPropertiesGetInt64Value(&bag_, &n);
         return v != nullptr ? *v : -1;
     }
     // The read that is safe while other threads set: a copy made under the lock.
     std::int64_t CopyInt(const std::string& name) const {
+        const TavString n = Borrowed(name);
         TavInt64 v = -1;
-        TavPropertiesCopyInt64ValueCStr(&bag_, name.c_str(), &v);
+        TavPropertiesCopyInt64Value(&bag_, &n, &v);
         return v;
     }
     void SetPath(const Path& path, std::int64_t v) { SetInt(path.dotted, v); }
     std::int64_t GetPath(const Path& path) const { return GetInt(path.dotted); }
-    bool Remove(const std::string& name) { return TavPropertiesRemovePropertyCStr(&bag_, name.c_str()); }
+    bool Remove(const std::string& name) {
+        const TavString n = Borrowed(name);
+        return TavPropertiesRemoveProperty(&bag_, &n);
+    }
 
     void Build(const Tree& tree) {
         std::string path;
@@ -65,6 +75,10 @@ public:
     bool ReadOneLine(const std::string& text) { return TavPropertiesReadFromString(&bag_, text.c_str()); }
 
 private:
+    TavString Borrowed(const std::string& text) const {
+        return TavString{TavPropertiesGetAllocator(&bag_), const_cast<char*>(text.c_str()),
+                         text.size(), 0};
+    }
     void Store(const char* path, std::int64_t v) { TavPropertiesSetInt64ValueCStr(&bag_, path, v, TAV_TRUE); }
     void Store(const char* path, double v) { TavPropertiesSetFloat64ValueCStr(&bag_, path, v, TAV_TRUE); }
     void Store(const char* path, const std::string& v) {

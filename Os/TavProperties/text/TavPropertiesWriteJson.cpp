@@ -70,6 +70,9 @@ public:
         const auto* end = p + s.size();
         const auto* run = p;
         while (p != end) {
+            // Printable ASCII other than '"' and '\\' goes out as it is.
+            while (p != end && *p < 0x80 && !NeedsEscape(*p)) ++p;
+            if (p == end) break;
             Utf8Run seq{1, true};
             if (*p >= 0x80) seq = NextUtf8(p, end);
             if (seq.valid && !NeedsEscape(*p)) {
