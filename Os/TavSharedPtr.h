@@ -30,6 +30,11 @@ typedef struct TavWeakPtr_void_ {
     TavSharedPtrDeleterCallback d;
 } TavWeakPtr_void;
 
+/* The count block's atomic steps, for handles: Inc adds one use (weak)
+ * count; Dec takes one and is true when that was the last (the caller then
+ * deletes the object, or frees the block); IncUseCountConditional takes a use
+ * count only while the object is alive (some use count left) and says
+ * whether it did. None of them fails or locks. */
 TAV_API void TavSharedPtrRefCountIncUseCount(TavSharedPtrRefCount* ref);
 TAV_API void TavSharedPtrRefCountIncWeakCount(TavSharedPtrRefCount* ref);
 TAV_API TavBool TavSharedPtrRefCountDecUseCount(TavSharedPtrRefCount* ref);
@@ -53,6 +58,11 @@ TAV_API TavVoidPtr TavSharedPtr_voidGet(const TavSharedPtr_void* x);
 TAV_API TavSharedPtr_void* TavSharedPtr_voidConstructFromWeakPtr(TavSharedPtr_void* x,
                                                                  const TavWeakPtr_void* y);
 
+/* Weak handles: Empty observes nothing; FromSharedPtr and Copy observe what
+ * the source does, one weak count more; Assign gives x's count back first
+ * (x and y may share a block); Destruct gives the count back and frees the
+ * block after the last handle of either kind. None allocates or fails; all
+ * return x. Equal: the same count block (the same object, alive or gone). */
 TAV_API TavWeakPtr_void* TavWeakPtr_voidConstructEmpty(TavWeakPtr_void* x);
 TAV_API TavWeakPtr_void* TavWeakPtr_voidConstructFromSharedPtr(TavWeakPtr_void* x,
                                                                const TavSharedPtr_void* sp);

@@ -16,6 +16,8 @@ struct TavAllocator_ {
     void* userData;
 };
 
+/* A block of n bytes from a, or NULL. Deallocate gives p back to the
+ * allocator it came from with the same n. */
 TAV_API void* TavAllocatorAllocate(TavAllocator* a, TavSizeT n);
 TAV_API void TavAllocatorDeallocate(TavAllocator* a, void* p, TavSizeT n);
 TAV_API TavAllocator* TavAllocatorGetDefault(void); /* returns &tavAllocator_ */

@@ -10,6 +10,7 @@ TAV_EXTERN_C_BEGIN
     ((TavMediaFormat)(uint8_t)(a) | ((TavMediaFormat)(uint8_t)(b) << 8) |         \
      ((TavMediaFormat)(uint8_t)(c) << 16) | ((TavMediaFormat)(uint8_t)(d) << 24))
 
+/* Same four-character code. */
 TAV_API TavBool TavMediaFormatEqual(const TavMediaFormat* x, const TavMediaFormat* y);
 /* Writes the four bytes from the lowest ('.' for anything outside blank..tilde)
  * and a NUL into buf (5 chars); returns buf. */

@@ -5,6 +5,7 @@
 
 TAV_EXTERN_C_BEGIN
 
+/* Same width and height. */
 TAV_API TavBool TavResolutionEqual(const TavResolution* x, const TavResolution* y);
 
 TAV_EXTERN_C_END

@@ -307,17 +307,37 @@ def render_header(header, decls, families):
     return out
 
 
+def has_contract(headers, decl):
+    """Whether a declaration is documented: by the comment above it (or above
+    the run of declarations it belongs to), or, for one a macro stamps out,
+    by the comment of its family."""
+    if decl.family:
+        return bool(family_comment(headers, decl.family)[0].strip())
+    header = headers[decl.path]
+    return comment_above(header, decl.line, decl.line + decl.text.count("\n")) is not None
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     parser.add_argument("source")
     parser.add_argument("--cc", default=os.environ.get("CC", "cc"))
     parser.add_argument("--names", action="store_true")
+    parser.add_argument("--uncommented", action="store_true",
+                        help="list the exported names with no comment of their own or of their "
+                             "family, and fail when there is one")
     parser.add_argument("--output")
     args = parser.parse_args()
     paths = public_headers(args.source)
     headers = {p: scan_header(args.source, p) for p in paths}
     output, root = preprocess(args.source, paths, args.cc)
     decls = list(exported(statements(output, root)))
+    if args.uncommented:
+        bare = sorted({d.name for d in decls if not has_contract(headers, d)})
+        for name in bare:
+            print(name)
+        print(f"{len(bare)} of {len(decls)} exported names without a contract comment",
+              file=sys.stderr)
+        return 1 if bare else 0
     text = ("\n".join(sorted({d.name for d in decls})) if args.names
             else render(headers, decls).rstrip("\n")) + "\n"
     if args.output:
@@ -328,4 +348,4 @@ def main():
 
 
 if __name__ == "__main__":
-    main()
+    sys.exit(main())

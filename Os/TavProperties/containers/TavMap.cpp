@@ -311,9 +311,15 @@ Node* RestoreBalance(Node* n, bool removing) {
     return inner >= outer ? nullptr : tall->parent;
 }
 
+// How far an insertion's walk goes: the exported node operations walk to the
+// root, as they may be handed a tree whose heights above the change are not
+// yet right; the map's own insertions stop where a height stays as it was,
+// since every height above is right already and stays so.
+enum class Walk { ToRoot, UntilSettled };
+
 // Walks from node toward the root, recomputing heights and rotating where a
 // side has grown two higher than the other. Stops below `end`.
-void Rebalance(Node* node, bool removing) {
+void Rebalance(Node* node, bool removing, Walk walk = Walk::ToRoot) {
     while (node != nullptr && node->parent != nullptr) {
         const TavSizeT hl = HeightOf(node->left);
         const TavSizeT hr = HeightOf(node->right);
@@ -324,7 +330,7 @@ void Rebalance(Node* node, bool removing) {
         } else {
             const TavSizeT height = (hl > hr ? hl : hr) + 1;
             // After an insertion a subtree whose height stays is balanced above.
-            if (!removing && height == node->height) return;
+            if (walk == Walk::UntilSettled && !removing && height == node->height) return;
             node->height = height;
             node = node->parent;
         }
@@ -335,7 +341,8 @@ void Rebalance(Node* node, bool removing) {
 
 // With `ascending`, keys are expected to come in order (a text written by
 // name): one comparison with the last key then finds the place.
-InsertResult InsertBelow(Node* cur, Node* newNode, bool ascending = false) {
+InsertResult InsertBelow(Node* cur, Node* newNode, bool ascending = false,
+                         Walk walk = Walk::UntilSettled) {
     const TavString* key = &newNode->value.first;
     Node* last = ascending ? Outermost<&Node::right>(cur) : nullptr;
     const bool atEnd = last != nullptr && CompareKeys(key, &last->value.first) > 0;
@@ -348,7 +355,7 @@ InsertResult InsertBelow(Node* cur, Node* newNode, bool ascending = false) {
             *link = newNode;
             newNode->pPtr = link;
             newNode->parent = cur;
-            Rebalance(cur, false);
+            Rebalance(cur, false, walk);
             return InsertResult{newNode, TAV_TRUE};
         }
         cur = *link;
@@ -761,7 +768,7 @@ SizeType TavMap_TavString__TavPropertyValue_NodeCount(const Node* node, const Ta
 }
 
 InsertResult TavMap_TavString__TavPropertyValue_NodeInsert(Node* curNode, Node* newNode) {
-    return InsertBelow(curNode, newNode);
+    return InsertBelow(curNode, newNode, false, Walk::ToRoot);
 }
 
 void TavMap_TavString__TavPropertyValue_NodeDelete(Node* node, TavAllocator* alloc) {
