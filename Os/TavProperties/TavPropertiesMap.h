@@ -11,6 +11,11 @@ TAV_EXTERN_C_BEGIN
 
 /* ---- element pair ----------------------------------------------------- */
 
+/* Construct and ConstructCopy copy the name (with its allocator) and the
+ * value; NULL when either copy fails, nothing left to destroy. Destruct
+ * destroys the name, then the value. Assign copies both and reports no
+ * failure of its own. Swap exchanges both (false when the names' allocators
+ * differ and a copy fails). Equal: same name bytes and equal values. */
 TAV_API TavPair_TavString__TavPropertyValue* TavPair_TavString__TavPropertyValueConstruct(
     TavPair_TavString__TavPropertyValue* x, const TavString* first, const TavPropertyValue* second);
 TAV_API TavPair_TavString__TavPropertyValue* TavPair_TavString__TavPropertyValueConstructCopy(
@@ -53,6 +58,14 @@ TAV_API TavBool TavPair_TavString__TavPropertyValueEqual(
     TAV_API Pos Name(Self* self, const TavString* key);            \
     TAV_API ConstPos Name##Const(const Self* self, const TavString* key);
 
+/* Life cycle. Construct: empty, with alloc for every node; never fails.
+ * ConstructCopy: a copy using s's allocator; NULL when a node or copy can't
+ * be had (the partial copy is deleted, d holds nothing). Destruct and Clear
+ * delete every node (Clear leaves an empty map). Assign: d becomes a copy of
+ * s with d's allocator, or NULL with d unchanged. Swap: with one allocator the
+ * trees change hands (positions follow their elements); across allocators the
+ * elements are copied, and a failure (false) can leave a empty. Equal: same
+ * size and, in order, equal names and values (allocators not compared). */
 TAV_API TAV_MAP_* TavMap_TavString__TavPropertyValueConstruct(TAV_MAP_* bt, TavAllocator* alloc);
 TAV_API TAV_MAP_* TavMap_TavString__TavPropertyValueConstructCopy(TAV_MAP_* d, const TAV_MAP_* s);
 TAV_API void TavMap_TavString__TavPropertyValueDestruct(TAV_MAP_* bt);
@@ -61,6 +74,12 @@ TAV_API TAV_MAP_* TavMap_TavString__TavPropertyValueAssign(TAV_MAP_* d, const TA
 TAV_API TavBool TavMap_TavString__TavPropertyValueSwap(TAV_MAP_* a, TAV_MAP_* b);
 TAV_API TavBool TavMap_TavString__TavPropertyValueEqual(const TAV_MAP_* a, const TAV_MAP_* b);
 
+/* Insert copies value into a new node made before the search: {the new node,
+ * true}; {the present node, false} when the name is there (the copies are
+ * given back, the stored value untouched); {End, false} when the node or a
+ * copy can't be had, the map unchanged. Erase removes one element (not End)
+ * and returns the position after it; EraseRange [first, last) returns last;
+ * EraseKey returns how many it erased (0 or 1). Other positions stay valid. */
 TAV_API TAV_MAP_IT_BOOL_ TavMap_TavString__TavPropertyValueInsert(TAV_MAP_* bt,
                                                                   const TAV_MAP_PAIR_* value);
 TAV_API TAV_MAP_IT_ TavMap_TavString__TavPropertyValueErase(TAV_MAP_* bt, TAV_MAP_IT_ node);
@@ -68,6 +87,10 @@ TAV_API TAV_MAP_IT_ TavMap_TavString__TavPropertyValueEraseRange(TAV_MAP_* bt, T
                                                                  TAV_MAP_IT_ last);
 TAV_API TAV_MAP_SIZE_ TavMap_TavString__TavPropertyValueEraseKey(TAV_MAP_* bt,
                                                                  const TavString* key);
+
+/* Searches by name order: Find the element with that name, LowerBound the
+ * first not before it, UpperBound the first after it (End when none);
+ * EqualRange {the element, the next} or {End, End}. */
 
 TAV_MAP_KEY_TWINS_DECLARE(TavMap_TavString__TavPropertyValueFind, TAV_MAP_IT_, TAV_MAP_CIT_,
                           TAV_MAP_, bt)
@@ -77,9 +100,13 @@ TAV_MAP_KEY_TWINS_DECLARE(TavMap_TavString__TavPropertyValueUpperBound, TAV_MAP_
                           TAV_MAP_, bt)
 TAV_MAP_KEY_TWINS_DECLARE(TavMap_TavString__TavPropertyValueEqualRange, TAV_MAP_RANGE_,
                           TAV_MAP_CRANGE_, TAV_MAP_, bt)
+/* 1 when the name is present, else 0. */
 TAV_API TAV_MAP_SIZE_ TavMap_TavString__TavPropertyValueCount(const TAV_MAP_* bt,
                                                               const TavString* key);
 
+/* Begin: the smallest element (End when empty); End: the map's own `end`
+ * node, never null. Front and Back: the smallest and largest pair, NULL when
+ * empty. */
 TAV_MAP_TWINS_DECLARE(TavMap_TavString__TavPropertyValueBegin, TAV_MAP_IT_, TAV_MAP_CIT_, TAV_MAP_,
                       bt)
 TAV_MAP_TWINS_DECLARE(TavMap_TavString__TavPropertyValueEnd, TAV_MAP_IT_, TAV_MAP_CIT_, TAV_MAP_,
@@ -87,6 +114,9 @@ TAV_MAP_TWINS_DECLARE(TavMap_TavString__TavPropertyValueEnd, TAV_MAP_IT_, TAV_MA
 TAV_API TAV_MAP_PAIR_* TavMap_TavString__TavPropertyValueFront(TAV_MAP_* bt);
 TAV_API TAV_MAP_PAIR_* TavMap_TavString__TavPropertyValueBack(TAV_MAP_* bt);
 
+/* The number of elements and whether it is 0; MaxSize all bits set; the
+ * allocator every node comes from; the byte size of one node, what each
+ * element takes from that allocator. */
 TAV_API TAV_MAP_SIZE_ TavMap_TavString__TavPropertyValueSize(const TAV_MAP_* bt);
 TAV_API TavBool TavMap_TavString__TavPropertyValueEmpty(const TAV_MAP_* bt);
 TAV_API TAV_MAP_SIZE_ TavMap_TavString__TavPropertyValueMaxSize(const TAV_MAP_* bt);
@@ -94,6 +124,9 @@ TAV_API TavAllocator* TavMap_TavString__TavPropertyValueGetAllocator(const TAV_M
 TAV_API TavSizeT TavMap_TavString__TavPropertyValueGetNodeSize(const TAV_MAP_* bt);
 
 /* ---- subtrees, given by their top node; null where the map gives End ---- */
+
+/* The searches above within one subtree; GetMinimum and GetMaximum its
+ * leftmost and rightmost node (node not null). */
 
 TAV_MAP_KEY_TWINS_DECLARE(TavMap_TavString__TavPropertyValue_NodeFind, TAV_MAP_NODE_*,
                           const TAV_MAP_NODE_*, TAV_MAP_NODE_, node)
@@ -107,8 +140,18 @@ TAV_MAP_TWINS_DECLARE(TavMap_TavString__TavPropertyValue_NodeGetMinimum, TAV_MAP
                       const TAV_MAP_NODE_*, TAV_MAP_NODE_, node)
 TAV_MAP_TWINS_DECLARE(TavMap_TavString__TavPropertyValue_NodeGetMaximum, TAV_MAP_NODE_*,
                       const TAV_MAP_NODE_*, TAV_MAP_NODE_, node)
+/* 1 when the name is in the subtree, else 0. */
 TAV_API TAV_MAP_SIZE_ TavMap_TavString__TavPropertyValue_NodeCount(const TAV_MAP_NODE_* node,
                                                                    const TavString* key);
+/* The building blocks of Insert, Destruct and ConstructCopy, for code that
+ * works on nodes directly. NodeInsert links newNode (filled, unlinked) below
+ * curNode and rebalances up to the root: {newNode, true}, or {the node with
+ * that name, false} with newNode untouched; the map's size is not changed.
+ * NodeDelete deletes a subtree, giving every node back to alloc. NodeCopy
+ * copies a subtree under parent (linked at pPtr) with alloc; NULL, nothing
+ * left, on failure. NodeBalance recomputes heights and rotates from node up
+ * to the root (removing: after an unlink). The rotations relink only; they
+ * leave every height as it was. */
 TAV_API TAV_MAP_IT_BOOL_ TavMap_TavString__TavPropertyValue_NodeInsert(TAV_MAP_NODE_* curNode,
                                                                        TAV_MAP_NODE_* newNode);
 TAV_API void TavMap_TavString__TavPropertyValue_NodeDelete(TAV_MAP_NODE_* node,
