@@ -19,7 +19,9 @@
  * TavPropertiesConstructSnapshot of a shared source). A listener that writes
  * into another bag can deadlock against a listener of that bag writing back
  * on another thread: record the change in the callback and apply it after the
- * call has returned. README.md, "Threading", has the details. */
+ * call has returned. The default allocator (tavAllocator_) is a writable
+ * global shared by every thread: change its callbacks only while no other
+ * thread can allocate through it. README.md, "Threading", has the details. */
 
 TAV_EXTERN_C_BEGIN
 
