@@ -1,5 +1,7 @@
 #include "Os/TavMutex.h"
 
+#include "Utils/detail/TavAssert.hpp"
+
 extern "C" {
 
 // Recursive, because a bag's listeners may call back into the same bag on
@@ -18,8 +20,16 @@ TavMutex* TavMutexConstruct(TavMutex* x) {
 
 void TavMutexDestruct(TavMutex* x) { pthread_mutex_destroy(x); }
 
-void TavMutexLock(TavMutex* x) { pthread_mutex_lock(x); }
+void TavMutexLock(TavMutex* x) {
+    const int failed = pthread_mutex_lock(x);
+    TAV_ASSERT(failed == 0, "Lock: a constructed mutex, locked fewer times than the system allows");
+    (void)failed;
+}
 
-void TavMutexUnlock(TavMutex* x) { pthread_mutex_unlock(x); }
+void TavMutexUnlock(TavMutex* x) {
+    const int failed = pthread_mutex_unlock(x);
+    TAV_ASSERT(failed == 0, "Unlock: only the thread holding the lock, once per Lock");
+    (void)failed;
+}
 
 }  // extern "C"

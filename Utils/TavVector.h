@@ -1,6 +1,6 @@
 /* The vector family: one record shape and one set of operations, stamped out
  * per element type by the macros below. The algorithms live once, in the C++
- * template Os/TavProperties/containers/TavVectorImpl.hpp.
+ * template Utils/detail/TavVectorImpl.hpp.
  *
  * TAV_VECTOR_TYPES(V, T) makes:
  *   V (record: allocator, begin, end, endBuf), V##SizeType, V##DifferenceType,

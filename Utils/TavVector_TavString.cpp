@@ -1,8 +1,8 @@
 // The vector family over strings. The algorithms are shared with the
-// property module's vectors (TavVectorImpl.hpp).
+// other vectors (Utils/detail/TavVectorImpl.hpp).
 #include "Utils/TavVector_TavString.h"
 
-#include "Os/TavProperties/containers/TavVectorImpl.hpp"
+#include "Utils/detail/TavVectorImpl.hpp"
 
 namespace {
 

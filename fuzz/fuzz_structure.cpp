@@ -17,6 +17,7 @@
 #include <string>
 
 #include "FuzzSupport.hpp"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
 
 namespace {
 
@@ -253,6 +254,7 @@ void FromOwnChild(FuzzedDataProvider& in, World& w, int i) {
 // The exact checks that need memory to spare: copy, merge into an empty bag,
 // JSON against the depth limit, names against the entry count.
 void CheckBag(World& w, int i) {
+    Require(tav::map::Verify(&w.bags[i].map), "the entries' tree stays sound");
     if (!w.strict) return;
     const TavProperties* bag = &w.bags[i];
     TavAllocator* a = w.alloc.get();

@@ -13,6 +13,7 @@
 
 #include "Os/TavProperties.h"
 #include "Os/TavProperties/containers/TavMapInternal.hpp"
+#include "Utils/detail/TavAssert.hpp"
 
 namespace {
 
@@ -317,9 +318,42 @@ Node* RestoreBalance(Node* n, bool removing) {
 // since every height above is right already and stays so.
 enum class Walk { ToRoot, UntilSettled };
 
+// What every node of a sound tree satisfies: its children link back to it,
+// sort on its sides, and its height is one more than the taller child's,
+// which differ by at most one.
+bool NodeHolds(const Node* n) {
+    const Node* l = n->left;
+    const Node* r = n->right;
+    if (l != nullptr && (l->parent != n || l->pPtr != &n->left ||
+                         CompareKeys(&l->value.first, &n->value.first) >= 0))
+        return false;
+    if (r != nullptr && (r->parent != n || r->pPtr != &n->right ||
+                         CompareKeys(&r->value.first, &n->value.first) <= 0))
+        return false;
+    const TavSizeT hl = HeightOf(l), hr = HeightOf(r);
+    return n->height == (hl > hr ? hl : hr) + 1 && hl <= hr + 1 && hr <= hl + 1;
+}
+
+// Debug builds check every node from where a rebalance began up to the root:
+// the nodes it may have changed (a rotation's other nodes are children of
+// nodes on that path, whose checks see their links and heights).
+void CheckPathToRoot(const Node* from) {
+#ifndef NDEBUG
+    for (const Node* n = from; n != nullptr && n->parent != nullptr; n = n->parent) {
+        TAV_ASSERT(NodeHolds(n), "the tree stays ordered, linked and balanced");
+    }
+#else
+    (void)from;
+#endif
+}
+
 // Walks from node toward the root, recomputing heights and rotating where a
 // side has grown two higher than the other. Stops below `end`.
 void Rebalance(Node* node, bool removing, Walk walk = Walk::ToRoot) {
+    struct Check {
+        const Node* from;
+        ~Check() { CheckPathToRoot(from); }
+    } check{node};
     while (node != nullptr && node->parent != nullptr) {
         const TavSizeT hl = HeightOf(node->left);
         const TavSizeT hr = HeightOf(node->right);
@@ -483,6 +517,7 @@ TavBool SwapPositions(P* a, P* b) {
 
 template <bool Reverse, class P>
 P* StepForward(P* p) {
+    TAV_ASSERT(Reverse || (*p)->parent != nullptr, "Increment: End has no successor");
     *p = Reverse ? Predecessor(*p) : Successor(*p);
     return p;
 }
@@ -518,6 +553,21 @@ Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue*
 }
 
 void DestroyDetached(TavAllocator* a, Node* node) { FreeNode(node, a); }
+
+bool Verify(const Map* bt) {
+    const Node* root = bt->end.left;
+    if (root == nullptr) return bt->size == 0;
+    if (root->parent != &bt->end || root->pPtr != &bt->end.left) return false;
+    TavSizeT count = 0;
+    const Node* previous = nullptr;
+    for (const Node* n = Outermost<&Node::left>(root); n != &bt->end; n = Successor(n), ++count) {
+        if (!NodeHolds(n)) return false;
+        if (previous != nullptr && CompareKeys(&previous->value.first, &n->value.first) >= 0)
+            return false;
+        previous = n;
+    }
+    return count == bt->size;
+}
 
 bool TryLink(Map* bt, Node* node, bool inOrder) {
     node->left = nullptr;
@@ -673,6 +723,7 @@ InsertResult TavMap_TavString__TavPropertyValueInsert(Map* bt, const Pair* value
 }
 
 Node* TavMap_TavString__TavPropertyValueErase(Map* bt, Node* node) {
+    TAV_ASSERT(node != nullptr && node != &bt->end, "Erase: the position must hold an element");
     Node* next = Successor(node);
     Unlink(node);
     FreeNode(node, bt->alloc);

@@ -34,6 +34,11 @@ void DestroyDetached(TavAllocator* a, Node* node);
 // comparison with the last key then finds its place.
 bool TryLink(Map* bt, Node* node, bool inOrder = false);
 
+// Whether bt is a sound tree: every node linked to its parent, in key order,
+// with right heights and balanced, and as many nodes as bt's size. Walks the
+// whole tree without recursion (for tests and fuzzers).
+bool Verify(const Map* bt);
+
 // The node that holds value as its mapped half.
 inline Node* NodeOfValue(TavPropertyValue* value) {
     constexpr auto kOffset = offsetof(Node, value) + offsetof(TavPair_TavString__TavPropertyValue, second);

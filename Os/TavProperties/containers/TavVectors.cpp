@@ -1,7 +1,7 @@
 // The vector instantiations of the property module: values, listeners and
 // map positions. The algorithms are in TavVectorImpl.hpp.
 #include "Os/TavProperties.h"
-#include "Os/TavProperties/containers/TavVectorImpl.hpp"
+#include "Utils/detail/TavVectorImpl.hpp"
 
 namespace {
 

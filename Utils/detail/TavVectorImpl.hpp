@@ -9,12 +9,13 @@
 // assignment. Where an operation stops after a failure, and what it leaves
 // behind, is part of the contract other modules rely on; the comments say
 // which state each path leaves.
-#ifndef TAV_OS_TAVPROPERTIES_CONTAINERS_TAVVECTORIMPL_HPP
-#define TAV_OS_TAVPROPERTIES_CONTAINERS_TAVVECTORIMPL_HPP
+#ifndef TAV_UTILS_DETAIL_TAVVECTORIMPL_HPP
+#define TAV_UTILS_DETAIL_TAVVECTORIMPL_HPP
 
 #include <type_traits>
 
 #include "Utils/TavVector.h"
+#include "Utils/detail/TavAssert.hpp"
 
 namespace tav {
 
@@ -120,7 +121,28 @@ public:
         return AppendCopies(x, 1, Repeat{t});
     }
 
-    static void PopBack(V* x) { ShrinkTo(x, Size(x) - 1); }
+    static void PopBack(V* x) {
+        TAV_ASSERT(!Empty(x), "PopBack needs an element to remove");
+        ShrinkTo(x, Size(x) - 1);
+    }
+
+    // ---- element access (no bounds checks in release builds) ------------
+
+    template <class Vec>
+    static auto At(Vec* x, SizeT n) {
+        TAV_ASSERT(n < Size(x), "At: the index must be below the size");
+        return x->begin + n;
+    }
+    template <class Vec>
+    static auto Front(Vec* x) {
+        TAV_ASSERT(!Empty(x), "Front needs an element");
+        return x->begin;
+    }
+    template <class Vec>
+    static auto Back(Vec* x) {
+        TAV_ASSERT(!Empty(x), "Back needs an element");
+        return x->end - 1;
+    }
 
     static V* Assign(V* x, const V* y) {
         if (x == y) return x;
@@ -154,9 +176,14 @@ public:
 
     // ---- removal ------------------------------------------------------
 
-    static T* Erase(V* x, T* pos) { return EraseRange(x, pos, pos + 1); }
+    static T* Erase(V* x, T* pos) {
+        TAV_ASSERT(x->begin <= pos && pos < x->end, "Erase: the position must hold an element");
+        return EraseRange(x, pos, pos + 1);
+    }
 
     static T* EraseRange(V* x, T* first, T* last) {
+        TAV_ASSERT(x->begin <= first && first <= last && last <= x->end,
+                   "EraseRange: [first, last) must lie within the elements");
         if (first == last) return first;
         T* dst = first;
         for (const T* src = last; src != x->end; ++src, ++dst) {
@@ -461,12 +488,12 @@ struct Position {
     V##ConstReverseIterator V##RBeginConst(const V* x) { return x->end; }                         \
     V##ReverseIterator V##REnd(V* x) { return x->begin; }                                         \
     V##ConstReverseIterator V##REndConst(const V* x) { return x->begin; }                         \
-    T* V##At(V* x, V##SizeType n) { return x->begin + n; }                                        \
-    const T* V##AtConst(const V* x, V##SizeType n) { return x->begin + n; }                       \
-    T* V##Front(V* x) { return x->begin; }                                                        \
-    const T* V##FrontConst(const V* x) { return x->begin; }                                       \
-    T* V##Back(V* x) { return x->end - 1; }                                                       \
-    const T* V##BackConst(const V* x) { return x->end - 1; }                                      \
+    T* V##At(V* x, V##SizeType n) { return V##Impl_::At(x, n); }                                 \
+    const T* V##AtConst(const V* x, V##SizeType n) { return V##Impl_::At(x, n); }                 \
+    T* V##Front(V* x) { return V##Impl_::Front(x); }                                              \
+    const T* V##FrontConst(const V* x) { return V##Impl_::Front(x); }                             \
+    T* V##Back(V* x) { return V##Impl_::Back(x); }                                                \
+    const T* V##BackConst(const V* x) { return V##Impl_::Back(x); }                               \
     TavBool V##PushBack(V* x, const T* t) { return V##Impl_::PushBack(x, t); }                    \
     void V##PopBack(V* x) { V##Impl_::PopBack(x); }                                               \
     TavBool V##Reserve(V* x, V##SizeType capacity) { return V##Impl_::Reserve(x, capacity); }     \
