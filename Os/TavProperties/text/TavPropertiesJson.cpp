@@ -147,7 +147,10 @@ private:
     StringSink& json_;
 };
 
-// The object text of the top bag, which is locked for the whole walk. The
+// The object text of the top bag, which is locked for the whole walk (the
+// trailing underscore marks it internal; unlike the single-entry operations'
+// underscore, it takes the lock itself: the name is the one the design gave
+// it). The
 // walk's frames beyond the first few come from the bag's allocator; when they
 // can't, the write fails like any other.
 bool TavPropertiesToJson_(const TavProperties* x, StringSink& json) {

@@ -1,4 +1,7 @@
-/* Mutable access to the composite payloads, for the path operations. */
+/* Mutable access to the composite payloads, for the path operations. The
+ * trailing underscore marks these module-internal functions (names the design
+ * fixed); it says nothing about locks: the caller holds whichever lock guards
+ * the value. */
 #ifndef TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEINTERNAL_H
 #define TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEINTERNAL_H
 
