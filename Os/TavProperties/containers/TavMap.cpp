@@ -11,7 +11,8 @@
 #include <cstring>
 #include <utility>
 
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertiesMap.h"
+#include "Os/TavProperties/TavPropertyValue.h"
 #include "Os/TavProperties/containers/TavMapInternal.hpp"
 #include "Utils/detail/TavAssert.hpp"
 

@@ -1,6 +1,6 @@
 // Last-in, first-out stack of map positions: a thin layer over the vector of
 // map positions, whose last element is the top.
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertiesVectors.h"
 
 // The full names are long; these spell them from the operation.
 #define TAV_STACK_(op) TavStack_TavMap_TavString__TavPropertyValueIterator##op

@@ -1,6 +1,9 @@
 // The vector instantiations of the property module: values, listeners and
 // map positions. The algorithms are in TavVectorImpl.hpp.
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertiesVectors.h"
+#include "Os/TavProperties/TavPropertyListener.h"
+#include "Os/TavProperties/TavPropertyValue.h"
+#include "Os/TavProperties/TavPropertiesMap.h"
 #include "Utils/detail/TavVectorImpl.hpp"
 
 namespace {

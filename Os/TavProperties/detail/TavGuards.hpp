@@ -4,7 +4,7 @@
 
 #include <new>
 
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertyValue.h"
 
 namespace tav {
 

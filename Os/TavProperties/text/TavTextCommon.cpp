@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 
+#include "Utils/TavMediaFormat.h"
+
 namespace tav::text {
 
 namespace {

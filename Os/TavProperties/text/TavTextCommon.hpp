@@ -10,7 +10,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertyValue.h"
 
 namespace tav::text {
 

@@ -1,6 +1,7 @@
 // Per-kind constructors of values and the makers of the typed pointer and
 // Wrapper kinds. Each stores the settable flag, the kind and the payload; a
 // failed payload build leaves nothing to destroy.
+#include "Os/TavProperties/TavPropertiesVectors.h"
 #include "Os/TavProperties/detail/TavGuards.hpp"
 #include "Os/TavProperties/values/TavPropertyValuePayload.hpp"
 

@@ -5,7 +5,7 @@
 #ifndef TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEPAYLOAD_HPP
 #define TAV_OS_TAVPROPERTIES_VALUES_TAVPROPERTYVALUEPAYLOAD_HPP
 
-#include "Os/TavProperties.h"
+#include "Os/TavProperties/TavPropertyValue.h"
 
 namespace tav::value {
 
