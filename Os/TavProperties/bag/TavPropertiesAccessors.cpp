@@ -29,15 +29,11 @@ const TavPropertyValueType* TypeOf(const TavPropertyValue* v) { return &v->type;
 // Appends a copy of each of x's names, in map order, to all. A copy that
 // fails is noted and the walk goes on; the result tells whether all were made.
 TavBool CopyNames(const TavProperties* x, TavVector_TavString* all) {
-    using Position = TavMap_TavString__TavPropertyValueConstIterator;
     TavBool complete = TAV_TRUE;
-    const Position end = TavMap_TavString__TavPropertyValueEndConst(&x->map);
-    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&x->map); it != end;
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
-        const TavPair_TavString__TavPropertyValue* entry =
-            TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it);
+    tav::AnyEntry(x, [&](const TavPair_TavString__TavPropertyValue* entry) {
         if (!TavVector_TavStringPushBack(all, &entry->first)) complete = TAV_FALSE;
-    }
+        return false;  // every name is tried
+    });
     return complete;
 }
 

@@ -49,6 +49,20 @@ TavBool AddTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v)
 TavBool SetTakingAtPath(TavProperties* x, const TavString* path, TavPropertyValue* v);
 TavBool SetTakingAtPath(TavProperties* x, const char* path, TavPropertyValue* v);
 
+/* The one walk over a bag's entries: visits them in name order (as the
+ * caller's lock keeps them) until visit(const pair*) answers true, and says
+ * whether it did. */
+template <class Visit>
+bool AnyEntry(const TavProperties* bag, Visit visit) {
+    using Position = TavMap_TavString__TavPropertyValueConstIterator;
+    const Position end = TavMap_TavString__TavPropertyValueEndConst(&bag->map);
+    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map); it != end;
+         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
+        if (visit(TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it))) return true;
+    }
+    return false;
+}
+
 }  // namespace tav
 
 /* Single-entry operations; the caller holds the lock of the top bag. After a

@@ -14,18 +14,7 @@ constexpr TavSizeT kMaxMergeDepth = 63;
 
 TavProperties* TavPropertiesMerge_(TavProperties* x, const TavProperties* y, TavSizeT elemNum);
 
-// Visits y's entries in name order until visit answers true.
-template <class Visit>
-bool AnyEntry(const TavProperties* y, Visit visit) {
-    using Position = TavMap_TavString__TavPropertyValueConstIterator;
-    const Position end = TavMap_TavString__TavPropertyValueEndConst(&y->map);
-    for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&y->map); it != end;
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
-        if (visit(TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it))) return true;
-    }
-    return false;
-}
-
+using tav::AnyEntry;
 
 // The bag that receives the merge of a nested source bag: a copy of the
 // target's nested bag when it has a settable one (so its entries and
