@@ -211,7 +211,7 @@ Scenario StoreAt(const char* path, Kind kind, Store store = &AddOrSet) {
         if (!w.fresh) {
             ExpectAssigned(ok, now, w.point == 1 ? old : &w.v, old);
         } else {
-            ASSERT_EQ(now != nullptr, ok) << "a new entry is there exactly when the store succeeded";
+            ASSERT_EQ(now != nullptr, ok) << "a new entry exactly when stored";
             if (ok) {
                 EXPECT_TRUE(TavPropertyValueEqual(now, &w.v));
             }
