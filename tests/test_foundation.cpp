@@ -162,7 +162,8 @@ TEST(Mutex, IsRecursive) {
     std::thread([&] { otherThreadLocked = pthread_mutex_trylock(&m) == 0; }).join();
     EXPECT_FALSE(otherThreadLocked);
     TavMutexUnlock(&m);
-    TavMutexDestruct(&m);}
+    TavMutexDestruct(&m);
+}
 
 namespace {
 

@@ -197,27 +197,27 @@ TEST(ValueVector, NonSettableElementsRefuseShifts) {
 // ConstructDefault, ConstructN, ConstructRange, ConstructCopy, Destruct, Assign, Swap, Size,
 // MaxSize, Capacity, PushBack, PopBack, Reserve, Resize, Clear, Insert, InsertN, InsertRange,
 // Erase, EraseRange.
-#define VECTOR_OPERATIONS(V)                                                                       \
-    using Vec = V;                                                                                 \
-    static constexpr auto ConstructDefault = V##ConstructDefault;                                  \
-    static constexpr auto ConstructN = V##ConstructN;                                              \
-    static constexpr auto ConstructRange = V##ConstructRange;                                      \
-    static constexpr auto ConstructCopy = V##ConstructCopy;                                        \
-    static constexpr auto Destruct = V##Destruct;                                                  \
-    static constexpr auto Assign = V##Assign;                                                      \
-    static constexpr auto Swap = V##Swap;                                                          \
-    static constexpr auto Size = V##Size;                                                          \
-    static constexpr auto MaxSize = V##MaxSize;                                                    \
-    static constexpr auto Capacity = V##Capacity;                                                  \
-    static constexpr auto PushBack = V##PushBack;                                                  \
-    static constexpr auto PopBack = V##PopBack;                                                    \
-    static constexpr auto Reserve = V##Reserve;                                                    \
-    static constexpr auto Resize = V##Resize;                                                      \
-    static constexpr auto Clear = V##Clear;                                                        \
-    static constexpr auto Insert = V##Insert;                                                      \
-    static constexpr auto InsertN = V##InsertN;                                                    \
-    static constexpr auto InsertRange = V##InsertRange;                                            \
-    static constexpr auto Erase = V##Erase;                                                        \
+#define VECTOR_OPERATIONS(V)                                      \
+    using Vec = V;                                                \
+    static constexpr auto ConstructDefault = V##ConstructDefault; \
+    static constexpr auto ConstructN = V##ConstructN;             \
+    static constexpr auto ConstructRange = V##ConstructRange;     \
+    static constexpr auto ConstructCopy = V##ConstructCopy;       \
+    static constexpr auto Destruct = V##Destruct;                 \
+    static constexpr auto Assign = V##Assign;                     \
+    static constexpr auto Swap = V##Swap;                         \
+    static constexpr auto Size = V##Size;                         \
+    static constexpr auto MaxSize = V##MaxSize;                   \
+    static constexpr auto Capacity = V##Capacity;                 \
+    static constexpr auto PushBack = V##PushBack;                 \
+    static constexpr auto PopBack = V##PopBack;                   \
+    static constexpr auto Reserve = V##Reserve;                   \
+    static constexpr auto Resize = V##Resize;                     \
+    static constexpr auto Clear = V##Clear;                       \
+    static constexpr auto Insert = V##Insert;                     \
+    static constexpr auto InsertN = V##InsertN;                   \
+    static constexpr auto InsertRange = V##InsertRange;           \
+    static constexpr auto Erase = V##Erase;                       \
     static constexpr auto EraseRange = V##EraseRange;
 
 // Each element stands for a number: Make(e, i, a) constructs the element for i (from a, when
@@ -246,8 +246,8 @@ struct Listeners {  // each named for its number
     static void Ignore(const TavPropertyListener*, TavProperties*, const TavString*,
                        const TavPropertyValue*, const TavPropertyValue*) {}
     static void Make(TavPropertyListener* e, int i, TavAllocator* a) {
-        TavPropertyListenerConstructCStr(e, TAV_PROPERTYLISTENER_TRIGGER_Before,
-                                         Label(i).c_str(), &Ignore, nullptr, a);
+        TavPropertyListenerConstructCStr(e, TAV_PROPERTYLISTENER_TRIGGER_Before, Label(i).c_str(),
+                                         &Ignore, nullptr, a);
     }
     static void Unmake(TavPropertyListener* e) { TavPropertyListenerDestruct(e); }
     static int Read(const TavPropertyListener& e) {
@@ -346,7 +346,10 @@ TYPED_TEST(Vectors, RandomEditsMatchAModel) {
         const int mark = step % 10;  // positions have sixteen numbers
         const typename TestFixture::Made one({mark}, this->alloc);
         switch (rng() % 8) {
-            case 0: ASSERT_TRUE(K::PushBack(&v, one.begin())); model.push_back(mark); break;
+            case 0:
+                ASSERT_TRUE(K::PushBack(&v, one.begin()));
+                model.push_back(mark);
+                break;
             case 1:
                 if (size > 0) K::PopBack(&v), model.pop_back();
                 break;
@@ -396,7 +399,10 @@ TYPED_TEST(Vectors, AFailedOperationLeavesTheElementsAsTheyWere) {
     const std::vector<int> old = {0, 1, 2, 3};
     auto& alloc = this->alloc;
     const typename TestFixture::Made t({9}, alloc), y({5, 6, 7, 8, 9}, alloc);
-    struct Case { std::function<bool(V*)> op; TavSizeT grown; };
+    struct Case {
+        std::function<bool(V*)> op;
+        TavSizeT grown;
+    };
     const Case cases[] = {
         {[](V* x) { return K::Reserve(x, 9) != 0; }, 4},
         {[&](V* x) { return K::PushBack(x, t.begin()) != 0; }, 8},
@@ -404,7 +410,11 @@ TYPED_TEST(Vectors, AFailedOperationLeavesTheElementsAsTheyWere) {
         {[&](V* x) { return K::Insert(x, x->begin + 1, t.begin()) != nullptr; }, 4},
         {[&](V* x) { return K::InsertN(x, x->begin + 2, 3, t.begin()) != 0; }, 4},
         {[&](V* x) { return K::InsertRange(x, x->begin, y.begin(), y.end()) != 0; }, 4},
-        {[](V* x) { V z; return K::ConstructCopy(&z, x) && (K::Destruct(&z), true); }, 4},
+        {[](V* x) {
+             V z;
+             return K::ConstructCopy(&z, x) && (K::Destruct(&z), true);
+         },
+         4},
     };
     for (const Case& c : cases) {
         const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
