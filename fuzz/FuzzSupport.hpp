@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "CheckingAllocator.hpp"
 #include "Os/TavProperties.h"
 
 namespace tavfuzz {
@@ -33,84 +34,34 @@ inline void Require(bool ok, const char* what) {
     }
 }
 
-// Every block must come back with the byte count it was taken with, and none
-// may be left when the allocator goes. With failEvery n > 0, every n-th
-// allocation is refused, which drives the library through its failure paths.
-// Each block carries a header that links it into the allocator's list of live
-// blocks, so the checks cost no search (a hash table here used to take a
-// third of a fuzzer's time); the allocator's code is kept out of the coverage
-// the fuzzer steers by.
-class CheckedAllocator {
+inline void AbortOnComplaint(const char* what, std::size_t bytes) {
+    std::fprintf(stderr, "broken promise: %s (%zu bytes)\n", what, bytes);
+    std::abort();
+}
+
+// The checking allocator shared with the tests (tests/support), aborting on
+// any broken promise and on blocks left when it goes. With failEvery n > 0,
+// every n-th allocation is refused, which drives the library through its
+// failure paths.
+class CheckedAllocator : public tavcheck::CheckingAllocator {
 public:
-    explicit CheckedAllocator(unsigned failEvery = 0) : failEvery_(failEvery) {
-        alloc_.allocate = &Allocate;
-        alloc_.deallocate = &Deallocate;
-        alloc_.maxSize = ~static_cast<TavSizeT>(0);
-        alloc_.userData = this;
-        live_.prev = live_.next = &live_;
+    explicit CheckedAllocator(unsigned failEvery = 0) : CheckingAllocator(&AbortOnComplaint) {
+        FailEvery(failEvery);
     }
     ~CheckedAllocator() {
-        const bool balanced = live_.next == &live_;
-        while (live_.next != &live_) {
-            Header* h = live_.next;
-            if (!forgiven_)
-                std::fprintf(stderr, "live block of %zu bytes\n", static_cast<std::size_t>(h->size));
-            Unlink(h);
-            std::free(h);
-        }
-        Require(forgiven_ || balanced, "every block returned to its allocator");
+        if (forgiven_) return;
+        ForEachLive([](const void*, std::size_t n) {
+            std::fprintf(stderr, "live block of %zu bytes\n", n);
+        });
+        Require(liveBlocks() == 0, "every block returned to its allocator");
     }
     // A vector whose erase fails part-way lets the elements from the failed
     // one on go without destroying them; that is the erase's contract, so a
     // run in which it happened is not held to the balance.
     void ForgiveLeaks() { forgiven_ = true; }
-    CheckedAllocator(const CheckedAllocator&) = delete;
-    CheckedAllocator& operator=(const CheckedAllocator&) = delete;
-
-    TavAllocator* get() { return &alloc_; }
-    unsigned refused() const { return refused_; }
-    void StopFailing() { failEvery_ = 0; }
+    void StopFailing() { FailEvery(0); }
 
 private:
-    struct alignas(16) Header {
-        Header* prev;
-        Header* next;
-        TavSizeT size;
-        const CheckedAllocator* owner;
-    };
-
-    static void Unlink(Header* h) {
-        h->prev->next = h->next;
-        h->next->prev = h->prev;
-    }
-
-    __attribute__((no_sanitize("coverage"))) static void* Allocate(TavAllocator* a, TavSizeT n) {
-        auto* self = static_cast<CheckedAllocator*>(a->userData);
-        Require(n > 0, "no zero-byte allocation");
-        if (self->failEvery_ != 0 && ++self->count_ % self->failEvery_ == 0) {
-            ++self->refused_;
-            return nullptr;
-        }
-        auto* h = static_cast<Header*>(std::malloc(sizeof(Header) + n));
-        if (h == nullptr) return nullptr;
-        *h = Header{&self->live_, self->live_.next, n, self};
-        self->live_.next->prev = h;
-        self->live_.next = h;
-        return h + 1;
-    }
-    __attribute__((no_sanitize("coverage"))) static void Deallocate(TavAllocator* a, void* p,
-                                                                   TavSizeT n) {
-        auto* self = static_cast<CheckedAllocator*>(a->userData);
-        Header* h = static_cast<Header*>(p) - 1;
-        Require(h->owner == self, "a block goes back to the allocator it came from");
-        Require(h->size == n, "a block goes back with the size it was taken with");
-        Unlink(h);
-        std::free(h);
-    }
-
-    TavAllocator alloc_;
-    Header live_{};
-    unsigned failEvery_, count_ = 0, refused_ = 0;
     bool forgiven_ = false;
 };
 
@@ -126,20 +77,7 @@ inline void RemoveListenerNotingErase(TavProperties* bag, TavPropertyListener* l
 
 // Points the foundation's default allocator (used by the reader's temporaries,
 // the bags it builds and wrapped objects) at a checked allocator while alive.
-class DefaultAllocatorHook {
-public:
-    explicit DefaultAllocatorHook(CheckedAllocator& checked) : saved_(tavAllocator_) {
-        tavAllocator_.allocate = checked.get()->allocate;
-        tavAllocator_.deallocate = checked.get()->deallocate;
-        tavAllocator_.userData = checked.get()->userData;
-    }
-    ~DefaultAllocatorHook() { tavAllocator_ = saved_; }
-    DefaultAllocatorHook(const DefaultAllocatorHook&) = delete;
-    DefaultAllocatorHook& operator=(const DefaultAllocatorHook&) = delete;
-
-private:
-    TavAllocator saved_;
-};
+using tavcheck::DefaultAllocatorHook;
 
 // ---- wrapped objects and shared pointers ---------------------------------
 

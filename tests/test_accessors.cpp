@@ -82,8 +82,10 @@ protected:
         ASSERT_TRUE(TavPropertiesAddIntValue(&bag, &s, 7, TAV_TRUE));
         EXPECT_EQ(*TavPropertiesGetTypeValue(&bag, &s), TAV_PROPERTYVALUE_TYPE_Int);
         EXPECT_EQ(get(&bag, &s) == nullptr, type != TAV_PROPERTYVALUE_TYPE_Int);
-        EXPECT_FALSE(add(&bag, &s, arg, TAV_TRUE) || addCStr(&bag, "text", arg, TAV_TRUE));
-        EXPECT_TRUE(set(&bag, &s, arg, TAV_FALSE) && setCStr(&bag, "text", arg, TAV_FALSE));
+        EXPECT_FALSE(add(&bag, &s, arg, TAV_TRUE));
+        EXPECT_FALSE(addCStr(&bag, "text", arg, TAV_TRUE));
+        EXPECT_TRUE(set(&bag, &s, arg, TAV_FALSE));
+        EXPECT_TRUE(setCStr(&bag, "text", arg, TAV_FALSE));
         EXPECT_TRUE(*TavPropertiesIsSettableValue(&bag, &s));
         // It equals the constructor's value; both getters point into it (at the bag itself).
         TavPropertyValue expected;
@@ -91,7 +93,8 @@ protected:
         const TavPropertyValue* found = TavPropertiesGetPropertyAtPathConst(&bag, &s);
         EXPECT_TRUE(TavPropertyValueEqual(found, &expected));
         TavPropertyValueDestruct(&expected);
-        EXPECT_TRUE(get(&bag, &s) == valueGet(found) && getCStr(&bag, "text") == valueGet(found));
+        EXPECT_EQ(get(&bag, &s), valueGet(found));
+        EXPECT_EQ(getCStr(&bag, "text"), valueGet(found));
         // The shared payload holds one use per stored copy: the temporaries gave theirs back.
         const bool shared = type == TAV_PROPERTYVALUE_TYPE_SharedVoidPtr;
         EXPECT_EQ(TavAtomicIntegerGetValue(&sp.ref->useCount), shared ? 3 : 1);
@@ -225,7 +228,8 @@ TEST_F(Accessors, GetAllNamesListsOneBagInOrderOrLeavesTheListAlone) {
         EXPECT_EQ(Names(names), ok ? "abc" : "inner");
     }), 3u);
     Reset();
-    EXPECT_TRUE(TavPropertiesGetAllNames(&bag, &names) && Names(names).empty());
+    EXPECT_TRUE(TavPropertiesGetAllNames(&bag, &names));
+    EXPECT_EQ(Names(names), "");
     TavVector_TavStringDestruct(&names);
 }
 

@@ -72,12 +72,15 @@ TEST_F(BagConcurrency, ThreadsAddSetReadAndRemoveInOneBagWithListeners) {
                 changes += TavPropertiesAddPropertyCStr(&bag, own.c_str(), &mine);
                 changes += TavPropertiesSetPropertyCStr(&bag, "shared", &mine);
                 const TavInt* read = TavPropertiesGetIntValueCStr(&bag, own.c_str());
-                EXPECT_TRUE(read != nullptr && *read == t);
+                ASSERT_NE(read, nullptr);
+                EXPECT_EQ(*read, t);
                 changes += TavPropertiesRemovePropertyCStr(&bag, own.c_str());
             }
         });
     for (std::thread& t : threads) t.join();
-    EXPECT_TRUE(changes == kThreads * kRounds * 3 && befores == changes && afters == changes);
+    EXPECT_EQ(changes, kThreads * kRounds * 3);
+    EXPECT_EQ(befores, changes);
+    EXPECT_EQ(afters, changes);
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
-// Strings, number parsing, media format names and the mutex.
+// Strings, number parsing, media format names, the mutex and the checking allocator
+// every other test relies on.
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -55,7 +58,9 @@ TEST(String, EveryAllocatingOperationFailsCleanly) {
         {"abc", [](TavString* x) {  // across allocators a move copies; y keeps its text on failure
              TavString y = kForeign;
              TavString* moved = TavStringMove(x, &y);
-             EXPECT_TRUE(moved != nullptr || Text(y) == "foreign");
+             if (moved == nullptr) {
+                 EXPECT_EQ(Text(y), "foreign");
+             }
              return moved;
          }, "foreign"},
     };
@@ -122,7 +127,8 @@ TEST(Numbers, Float64ReadsTheFormsStrtodReads) {
         const double value = TavStrToFloat64(text, &end, &error);
         EXPECT_EQ(error != 0, expectError) << text;
         EXPECT_EQ(end - text, consumed) << text;
-        EXPECT_TRUE(value == expected && std::signbit(value) == std::signbit(expected)) << text;
+        EXPECT_EQ(value, expected) << text;
+        EXPECT_EQ(std::signbit(value), std::signbit(expected)) << text;
     }
 }
 
@@ -157,4 +163,60 @@ TEST(Mutex, IsRecursive) {
     EXPECT_FALSE(otherThreadLocked);
     TavMutexUnlock(&m);
     TavMutexDestruct(&m);
+}
+
+namespace {
+
+// Which of five allocations a plan refuses ('-') and lets through ('+').
+std::string Refusals(void (*plan)(tavtest::CountingAllocator&)) {
+    tavtest::CountingAllocator a;
+    plan(a);
+    std::string shape;
+    for (int i = 0; i < 5; ++i) {
+        void* p = a.get()->allocate(a, 8);
+        shape += p ? '+' : '-';
+        if (p) a.get()->deallocate(a, p, 8);
+    }
+    EXPECT_EQ(a.refused(), static_cast<std::size_t>(std::count(shape.begin(), shape.end(), '-')));
+    EXPECT_EQ(a.Failed(), a.refused() != 0);
+    return shape;
+}
+
+}  // namespace
+
+TEST(CheckingAllocator, RefusesWhatItsPlanSays) {
+    using A = tavtest::CountingAllocator;
+    EXPECT_EQ(Refusals([](A& a) { a.FailAt(2); }), "+-+++");
+    EXPECT_EQ(Refusals([](A& a) { a.FailAt(2, true); }), "+----");
+    EXPECT_EQ(Refusals([](A& a) { a.FailAt(2, true), a.FailAt(0); }), "+++++");
+    EXPECT_EQ(Refusals([](A& a) { a.FailEvery(2); }), "+-+-+");
+    EXPECT_EQ(Refusals([](A& a) { a.FailEvery(3), a.FailAt(1); }), "-+-++");
+}
+
+// Each broken promise is a test failure naming it; the blocks are freed all the same.
+TEST(CheckingAllocator, ReportsWrongSizesForeignBlocksAndLeaks) {
+    EXPECT_NONFATAL_FAILURE(
+        {
+            tavtest::CountingAllocator a;
+            a.get()->deallocate(a, a.get()->allocate(a, 8), 7);
+            EXPECT_EQ(a.liveBlocks(), 0u);
+        },
+        "another byte count");
+    EXPECT_NONFATAL_FAILURE(
+        {
+            tavtest::CountingAllocator a;
+            tavtest::CountingAllocator b;
+            void* p = a.get()->allocate(a, 8);
+            b.get()->deallocate(b, p, 8);
+            EXPECT_EQ(a.sizeOf(p), 8u);
+            a.get()->deallocate(a, p, 8);
+        },
+        "did not hand out");
+    EXPECT_NONFATAL_FAILURE(
+        {
+            tavtest::CountingAllocator a;
+            a.get()->allocate(a, 3);
+            EXPECT_EQ(a.liveBytes(), 3u);
+        },
+        "blocks still live: 3 bytes");
 }

@@ -208,8 +208,14 @@ Scenario StoreAt(const char* path, Kind kind, Store store = &AddOrSet) {
         w.fresh = old == nullptr;
         const bool ok = w.Run([&] { return store(w, path); });
         const Value* now = TavPropertiesGetPropertyAtPathCStrConst(&w.bag, path);
-        if (w.fresh) EXPECT_TRUE(ok ? now && TavPropertyValueEqual(now, &w.v) : !now);
-        else ExpectAssigned(ok, now, w.point == 1 ? old : &w.v, old);
+        if (!w.fresh) {
+            ExpectAssigned(ok, now, w.point == 1 ? old : &w.v, old);
+        } else {
+            ASSERT_EQ(now != nullptr, ok) << "a new entry exactly when stored";
+            if (ok) {
+                EXPECT_TRUE(TavPropertyValueEqual(now, &w.v));
+            }
+        }
         ExpectEvents(w, ok, std::strchr(path, '.') == nullptr);
     };
 }
@@ -349,8 +355,8 @@ TEST(AllocationFailureSweep, EveryAllocatingOperationFailsCleanly) {
                     bool free = false;
                     std::thread([&] { free = Unlocked(bag); }).join();
                     EXPECT_TRUE(free) << "a lock was left held";
-                    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, "probe.x", 1, TAV_TRUE) &&
-                                TavPropertiesRemovePropertyCStr(bag, "probe"));
+                    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, "probe.x", 1, TAV_TRUE)) << k;
+                    EXPECT_TRUE(TavPropertiesRemovePropertyCStr(bag, "probe")) << k;
                 }
             }
             EXPECT_EQ(alloc.liveBlocks(), live) << "blocks left behind at failure point " << k;

@@ -34,12 +34,14 @@ TEST(SharedPtr, ObjectGoesWithTheLastSharedHandleAndTheBlockWithTheLastWeakOne) 
     EXPECT_EQ(TavSharedPtr_voidConstruct(&sp, &object, &CountDelete, alloc), nullptr);
     ASSERT_EQ(TavSharedPtr_voidConstruct(&sp, &object, &CountDelete, alloc), &sp);
     TavSharedPtr_voidConstructFromWeakPtr(&locked, TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp));
-    EXPECT_TRUE(locked.ptr == &object && Counts(sp.ref) == std::make_pair(2, 2));
+    EXPECT_EQ(locked.ptr, &object);
+    EXPECT_EQ(Counts(sp.ref), std::make_pair(2, 2));
     TavSharedPtr_voidDestruct(&locked);
     TavSharedPtr_voidDestruct(&sp);
     EXPECT_EQ(object, 1) << "deleted once, and not by the failed maker";
     TavSharedPtr_voidConstructFromWeakPtr(&locked, &wp);  // expired: never revived
-    EXPECT_TRUE(locked.ref == nullptr && locked.ptr == nullptr);
+    EXPECT_EQ(locked.ref, nullptr);
+    EXPECT_EQ(locked.ptr, nullptr);
     EXPECT_EQ(Counts(wp.ref), std::make_pair(0, 1));
     TavWeakPtr_voidDestruct(&wp);
     EXPECT_EQ(alloc.deallocations(), 1u);

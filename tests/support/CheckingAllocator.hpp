@@ -1,0 +1,214 @@
+// The checking allocator behind the tests' CountingAllocator and the fuzzers'
+// CheckedAllocator: it counts every call, checks that each block comes back to
+// the allocator it came from with the byte count it was taken with, and
+// refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
+//
+// Each block carries a header linking it into the list of live blocks, so the
+// checks cost no search and the bookkeeping allocates nothing of its own (a
+// hash table used to take a third of a fuzzer's time). Under AddressSanitizer
+// the headers are poisoned, so a write just before a block is still caught.
+// What happens on a broken promise is the owner's choice: the tests record a
+// failure and go on, the fuzzers abort.
+#ifndef TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
+#define TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
+
+#include <cstddef>
+#include <cstdlib>
+
+#include "Os/TavProperties.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TAV_CHECK_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TAV_CHECK_ASAN 1
+#endif
+#endif
+#ifdef TAV_CHECK_ASAN
+#include <sanitizer/asan_interface.h>
+#endif
+
+// The fuzzers steer by coverage; the allocator's branches would only add noise.
+#if defined(__clang__)
+#define TAV_CHECK_NO_COVERAGE __attribute__((no_sanitize("coverage")))
+#else
+#define TAV_CHECK_NO_COVERAGE
+#endif
+
+namespace tavcheck {
+
+// Told of every broken promise: what was broken and the byte count concerned.
+using Complaint = void (*)(const char* what, std::size_t bytes);
+
+class CheckingAllocator {
+public:
+    explicit CheckingAllocator(Complaint complain) : complain_(complain) {
+        alloc_.allocate = &Allocate;
+        alloc_.deallocate = &Deallocate;
+        alloc_.maxSize = ~static_cast<TavSizeT>(0);
+        alloc_.userData = this;
+        live_.prev = live_.next = &live_;
+    }
+    // Frees the blocks still live; the owner reports them first (ForEachLive).
+    ~CheckingAllocator() {
+        while (live_.next != &live_) Free(live_.next);
+    }
+    CheckingAllocator(const CheckingAllocator&) = delete;
+    CheckingAllocator& operator=(const CheckingAllocator&) = delete;
+
+    TavAllocator* get() { return &alloc_; }
+    operator TavAllocator*() { return &alloc_; }
+
+    // Refuse the k-th allocation from now on (1-based), or with `andAfter`
+    // every one from the k-th on; 0 disarms. Clears Failed().
+    void FailAt(std::size_t k, bool andAfter = false) {
+        failAt_ = k;
+        failAfter_ = andAfter;
+        sinceArmed_ = 0;
+        failed_ = false;
+    }
+    // Refuse every n-th allocation (counted while this plan is on); 0 stops.
+    void FailEvery(unsigned n) { failEvery_ = n; }
+
+    bool Failed() const { return failed_; }  // a refusal since FailAt
+    std::size_t refused() const { return refused_; }
+    std::size_t allocations() const { return allocations_; }  // successful
+    std::size_t deallocations() const { return deallocations_; }
+    std::size_t attempts() const { return attempts_; }  // refused ones included
+    std::size_t liveBlocks() const { return liveBlocks_; }
+    std::size_t liveBytes() const { return liveBytes_; }
+    std::size_t lastAllocationSize() const { return lastSize_; }
+    void ResetCounters() { allocations_ = deallocations_ = attempts_ = 0; }
+
+    // The byte count p was taken with; 0 when p is not a live block of this one.
+    std::size_t sizeOf(const void* p) const {
+        std::size_t size = 0;
+        ForEachLive([&](const void* block, std::size_t n) { size = block == p ? n : size; });
+        return size;
+    }
+    // Calls f(block, bytes) for every live block, newest first.
+    template <class F>
+    void ForEachLive(F&& f) const {
+        for (Header* h = live_.next; h != &live_;) {
+            Open(h);
+            f(static_cast<const void*>(h + 1), static_cast<std::size_t>(h->size));
+            Header* next = h->next;
+            Close(h);
+            h = next;
+        }
+    }
+
+private:
+    struct alignas(16) Header {
+        Header* prev;
+        Header* next;
+        TavSizeT size;
+        const CheckingAllocator* owner;
+    };
+
+    // Headers are readable only between Open and Close (the list's own
+    // sentinel is never poisoned).
+    TAV_CHECK_NO_COVERAGE Header* Open(Header* h) const {
+#ifdef TAV_CHECK_ASAN
+        if (h != &live_) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
+#endif
+        return h;
+    }
+    TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const {
+#ifdef TAV_CHECK_ASAN
+        if (h != &live_) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
+#endif
+        return h;
+    }
+
+    TAV_CHECK_NO_COVERAGE bool Refuses() {
+        ++attempts_;
+        bool refuse = failEvery_ != 0 && ++everyCount_ % failEvery_ == 0;
+        if (failAt_ != 0) {
+            ++sinceArmed_;
+            refuse = refuse || sinceArmed_ == failAt_ || (failAfter_ && sinceArmed_ > failAt_);
+        }
+        refused_ += refuse;
+        failed_ = failed_ || refuse;
+        return refuse;
+    }
+
+    TAV_CHECK_NO_COVERAGE void Link(Header* h, TavSizeT n) {
+        Header* next = Open(live_.next);
+        *h = Header{&live_, next, n, this};
+        next->prev = h;
+        live_.next = h;
+        Close(next);
+        Close(h);
+    }
+
+    // h is in the list, so neither neighbour is h itself.
+    TAV_CHECK_NO_COVERAGE void Free(Header* h) {
+        Open(h);
+        Header* prev = Open(h->prev);
+        Header* next = Open(h->next);
+        prev->next = next;
+        next->prev = prev;
+        Close(prev);
+        Close(next);
+        liveBytes_ -= h->size;
+        --liveBlocks_;
+        ++deallocations_;
+        std::free(h);
+    }
+
+    TAV_CHECK_NO_COVERAGE static void* Allocate(TavAllocator* a, TavSizeT n) {
+        auto* self = static_cast<CheckingAllocator*>(a->userData);
+        if (n == 0) self->complain_("zero-byte allocation", 0);
+        if (self->Refuses()) return nullptr;
+        auto* h = static_cast<Header*>(std::malloc(sizeof(Header) + n));
+        if (h == nullptr) return nullptr;
+        self->Link(h, n);
+        ++self->allocations_;
+        ++self->liveBlocks_;
+        self->liveBytes_ += n;
+        self->lastSize_ = n;
+        return h + 1;
+    }
+
+    TAV_CHECK_NO_COVERAGE static void Deallocate(TavAllocator* a, void* p, TavSizeT n) {
+        auto* self = static_cast<CheckingAllocator*>(a->userData);
+        if (p == nullptr) return self->complain_("deallocation of a null block", n);
+        Header* h = self->Open(static_cast<Header*>(p) - 1);
+        if (h->owner != self)
+            return self->complain_("deallocation of a block this allocator did not hand out", n);
+        if (h->size != n)
+            self->complain_("block returned with another byte count than it was taken with", n);
+        self->Free(h);
+    }
+
+    TavAllocator alloc_;
+    Complaint complain_;
+    mutable Header live_{};
+    std::size_t allocations_ = 0, deallocations_ = 0, attempts_ = 0, refused_ = 0;
+    std::size_t liveBlocks_ = 0, liveBytes_ = 0, lastSize_ = 0;
+    std::size_t failAt_ = 0, sinceArmed_ = 0;
+    unsigned failEvery_ = 0, everyCount_ = 0;
+    bool failAfter_ = false, failed_ = false;
+};
+
+// Points the default allocator (tavAllocator_) at a checking allocator for
+// the guard's lifetime, then puts the original callbacks back.
+class DefaultAllocatorHook {
+public:
+    explicit DefaultAllocatorHook(CheckingAllocator& checking) : saved_(tavAllocator_) {
+        tavAllocator_.allocate = checking.get()->allocate;
+        tavAllocator_.deallocate = checking.get()->deallocate;
+        tavAllocator_.userData = checking.get()->userData;
+    }
+    ~DefaultAllocatorHook() { tavAllocator_ = saved_; }
+    DefaultAllocatorHook(const DefaultAllocatorHook&) = delete;
+    DefaultAllocatorHook& operator=(const DefaultAllocatorHook&) = delete;
+
+private:
+    TavAllocator saved_;
+};
+
+}  // namespace tavcheck
+
+#endif
