@@ -113,7 +113,7 @@ bench-smoke: deps build/bench/CMakeCache.txt
 # `git diff -U0 $(FORMAT_BASE) | clang-format-diff-14 -p1 -i` to fix the lines reported.
 CLANG_FORMAT ?= clang-format-14
 CLANG_FORMAT_DIFF ?= clang-format-diff-14
-FORMAT_BASE ?= $(shell git log --diff-filter=A --format=%H -n1 -- .clang-format)
+FORMAT_BASE ?= $(shell git log --first-parent --diff-filter=A --format=%H -n1 -- .clang-format)
 FORMAT_SOURCES := '*.c' '*.h' '*.cpp' '*.hpp' '*.inl'
 
 format-check:
