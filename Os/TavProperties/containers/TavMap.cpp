@@ -482,6 +482,25 @@ void AttachRoot(Map* bt) {
     }
 }
 
+// Links a new node holding its key and value: {node, true} with the size one
+// more, or {the node that holds that key, false} with node left unlinked.
+InsertResult LinkNew(Map* bt, Node* node, bool inOrder) {
+    node->left = nullptr;
+    node->right = nullptr;
+    node->parent = nullptr;
+    node->pPtr = nullptr;
+    node->height = 1;
+    InsertResult result{node, TAV_TRUE};
+    if (bt->end.left == nullptr) {
+        bt->end.left = node;
+        AttachRoot(bt);
+    } else {
+        result = InsertBelow(bt->end.left, node, inOrder);
+    }
+    if (result.second) ++bt->size;
+    return result;
+}
+
 void DeleteAll(Map* bt) {
     if (bt->end.left != nullptr) DeleteTree(bt->end.left, bt->alloc);
 }
@@ -570,19 +589,7 @@ bool Verify(const Map* bt) {
     return count == bt->size;
 }
 
-bool TryLink(Map* bt, Node* node, bool inOrder) {
-    node->left = nullptr;
-    node->right = nullptr;
-    node->height = 1;
-    if (bt->end.left == nullptr) {
-        bt->end.left = node;
-        AttachRoot(bt);
-    } else if (!InsertBelow(bt->end.left, node, inOrder).second) {
-        return false;
-    }
-    ++bt->size;
-    return true;
-}
+bool TryLink(Map* bt, Node* node, bool inOrder) { return LinkNew(bt, node, inOrder).second; }
 
 }  // namespace tav::map
 
@@ -703,23 +710,8 @@ TavBool TavMap_TavString__TavPropertyValueEqual(const Map* a, const Map* b) {
 InsertResult TavMap_TavString__TavPropertyValueInsert(Map* bt, const Pair* value) {
     Node* node = NewNode(bt->alloc, &value->first, &value->second);
     if (node == nullptr) return InsertResult{&bt->end, TAV_FALSE};
-    node->left = nullptr;
-    node->right = nullptr;
-    node->parent = nullptr;
-    node->pPtr = nullptr;
-    node->height = 1;
-    if (bt->end.left == nullptr) {
-        bt->end.left = node;
-        AttachRoot(bt);
-        ++bt->size;
-        return InsertResult{node, TAV_TRUE};
-    }
-    InsertResult result = InsertBelow(bt->end.left, node);
-    if (result.second) {
-        ++bt->size;
-    } else {
-        FreeNode(node, bt->alloc);
-    }
+    const InsertResult result = LinkNew(bt, node, false);
+    if (!result.second) FreeNode(node, bt->alloc);
     return result;
 }
 
