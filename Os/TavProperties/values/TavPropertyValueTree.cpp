@@ -9,6 +9,8 @@
 #include <cstddef>
 #include <cstring>
 
+// Upward, on purpose: destroying a nested bag tells its listeners of each
+// removal (the bag's dispatch) and takes entries out of its map node by node.
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/containers/TavMapInternal.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
