@@ -170,13 +170,6 @@ bool TavPropertiesToJson_(const TavProperties* x, StringSink& json) {
 }  // namespace
 
 extern "C" const TavString* TavPropertiesToJson(const TavProperties* x, TavString* json) {
-    TavString text;
-    if (TavStringConstructDefault(&text, TavPropertiesGetAllocator(x)) == nullptr) return nullptr;
-    const TavString* result = nullptr;
-    {
-        StringSink sink(&text);
-        if (TavPropertiesToJson_(x, sink) && sink.Flush()) result = TavStringMove(json, &text);
-    }
-    TavStringDestruct(&text);
-    return result;
+    return tav::text::WriteWhole(TavPropertiesGetAllocator(x), json,
+                                 [x](StringSink& sink) { return TavPropertiesToJson_(x, sink); });
 }

@@ -281,14 +281,8 @@ bool WriteBag(const TavProperties* x, JsonOut& out) {
 extern "C" const TavString* TavPropertiesWriteJson(const TavProperties* x, TavString* out,
                                                    const TavJsonOptions* options) {
     const TavJsonOptions defaults{};
-    TavString text;
-    if (TavStringConstructDefault(&text, TavPropertiesGetAllocator(x)) == nullptr) return nullptr;
-    const TavString* result = nullptr;
-    {
-        StringSink sink(&text);
+    return tav::text::WriteWhole(TavPropertiesGetAllocator(x), out, [&](StringSink& sink) {
         JsonOut json(sink, options != nullptr ? *options : defaults);
-        if (WriteBag(x, json) && sink.Flush()) result = TavStringMove(out, &text);
-    }
-    TavStringDestruct(&text);
-    return result;
+        return WriteBag(x, json);
+    });
 }

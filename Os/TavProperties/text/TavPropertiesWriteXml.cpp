@@ -184,13 +184,6 @@ bool WriteDocument(const TavProperties* x, StringSink& out) {
 }  // namespace
 
 extern "C" const TavString* TavPropertiesWriteXml(const TavProperties* x, TavString* out) {
-    TavString text;
-    if (TavStringConstructDefault(&text, TavPropertiesGetAllocator(x)) == nullptr) return nullptr;
-    const TavString* result = nullptr;
-    {
-        StringSink sink(&text);
-        if (WriteDocument(x, sink) && sink.Flush()) result = TavStringMove(out, &text);
-    }
-    TavStringDestruct(&text);
-    return result;
+    return tav::text::WriteWhole(TavPropertiesGetAllocator(x), out,
+                                 [x](StringSink& sink) { return WriteDocument(x, sink); });
 }

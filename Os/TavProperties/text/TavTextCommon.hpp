@@ -168,6 +168,22 @@ private:
     char buf_[kCapacity + 1];
 };
 
+// What every writer returns: the text written into a fresh string from
+// allocator a, moved into out only when it is whole, so that a failed write
+// (write(sink) false, or the last flush) leaves out untouched.
+template <class Write>
+const TavString* WriteWhole(TavAllocator* a, TavString* out, Write write) {
+    TavString text;
+    TavStringConstructDefault(&text, a);
+    const TavString* result = nullptr;
+    {
+        StringSink sink(&text);
+        if (write(sink) && sink.Flush()) result = TavStringMove(out, &text);
+    }
+    TavStringDestruct(&text);
+    return result;
+}
+
 }  // namespace tav::text
 
 #endif
