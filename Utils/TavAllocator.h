@@ -1,5 +1,7 @@
 /* The allocator interface: every block goes back with the byte count it was
- * taken with, so allocators may be size-segregated or counting. */
+ * taken with, so allocators may be size-segregated or counting. The callbacks
+ * run in the middle of a container's changes: they must not call into a
+ * container or bag that uses the allocator. */
 #ifndef TAV_UTILS_TAVALLOCATOR_H
 #define TAV_UTILS_TAVALLOCATOR_H
 

@@ -93,6 +93,12 @@ TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* n
         TavPropertiesGetPropertyConst_(static_cast<const TavProperties*>(x), name));
 }
 
+TavPropertyValue* TavPropertiesFindProperty_(TavProperties* x, const TavString* name,
+                                             tav::map::Slot* slot) {
+    Node* node = tav::map::FindOrSlot(&x->map, name, slot);
+    return node ? &node->value.second : nullptr;
+}
+
 namespace {
 
 bool HasListeners(TavProperties* x) {
@@ -103,7 +109,8 @@ bool HasListeners(TavProperties* x) {
 // With no listener to tell, the value the caller built for this insertion
 // alone becomes the entry's own: only the name is copied. A name already
 // there hands the value back.
-TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* taken) {
+TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* taken,
+                     const tav::map::Slot* slot) {
     TavAllocator* a = x->map.alloc;
     auto* node = static_cast<Node*>(TavAllocatorAllocate(a, sizeof(Node)));
     if (node == nullptr) return TAV_FALSE;
@@ -112,7 +119,9 @@ TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* 
         return TAV_FALSE;
     }
     node->value.second = *taken;
-    if (!tav::map::TryLink(&x->map, node)) {
+    if (slot != nullptr) {
+        tav::map::LinkAt(&x->map, node, *slot);
+    } else if (!tav::map::TryLink(&x->map, node)) {
         TavStringDestruct(&node->value.first);
         TavAllocatorDeallocate(a, node, sizeof(Node));
         return TAV_FALSE;
@@ -128,9 +137,9 @@ TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* 
 // it. Listeners are handed the caller's name and value, which outlive them.
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag,
-                                     TavPropertyValue* taken) {
+                                     TavPropertyValue* taken, const tav::map::Slot* slot) {
     const bool told = HasListeners(x);
-    if (!told && taken != nullptr) return InsertTaking(x, name, taken);
+    if (!told && taken != nullptr) return InsertTaking(x, name, taken, slot);
     TavAllocator* a = x->map.alloc;  // x itself may be gone after the Before listeners
     Node* node = tav::map::NewDetached(a, name, v);
     if (node == nullptr) return TAV_FALSE;

@@ -5,6 +5,7 @@
 #define TAV_OS_TAVPROPERTIES_BAG_TAVPROPERTIESINTERNAL_H
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
 
 /* Calls the listeners of x matching trigger and name on a fresh snapshot of
  * the listener list; takes x's lock only while making the snapshot. */
@@ -72,12 +73,18 @@ bool AnyEntry(const TavProperties* bag, Visit visit) {
 TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* name);
 const TavPropertyValue* TavPropertiesGetPropertyConst_(const TavProperties* x,
                                                        const TavString* name);
+/* The entry name, or null with slot set to where name would be linked. */
+TavPropertyValue* TavPropertiesFindProperty_(TavProperties* x, const TavString* name,
+                                             tav::map::Slot* slot);
 /* Insert: `taken`, when not null, is v itself, built by the caller for this
  * insertion alone; a bag with no listener to tell takes it as its entry's
- * value instead of copying it (it is then left holding nothing). */
+ * value instead of copying it (it is then left holding nothing). `slot`, when
+ * not null, is where FindProperty_ found no entry name, under the lock still
+ * held: the taken value is then linked there without a second search. */
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag = {},
-                                     TavPropertyValue* taken = nullptr);
+                                     TavPropertyValue* taken = nullptr,
+                                     const tav::map::Slot* slot = nullptr);
 /* The target is found again by `target` (x's entry `name` when it is null)
  * once the Before listeners have run. */
 TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,

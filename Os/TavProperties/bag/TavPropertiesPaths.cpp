@@ -90,6 +90,19 @@ TavSizeT ReadIndexGroup(const TavString* path, TavSizeT open, TavSizeT* index) {
     return pos + 1;
 }
 
+// Where the plain run of text from pos ends: at the first '.', '[' or '\\',
+// else at length.
+TavSizeT PlainRunEnd(const char* text, TavSizeT pos, TavSizeT length) {
+    while (pos < length && text[pos] != '.' && text[pos] != '[' && text[pos] != '\\') ++pos;
+    return pos;
+}
+
+// A path of one component with no index or escape, which is looked up as it
+// stands.
+bool IsPlainName(const TavString* path) {
+    return path->size != 0 && PlainRunEnd(path->buf, 0, path->size) == path->size;
+}
+
 // Reads the component that starts at pos into component and index (kNoIndex
 // when it has none; the last index of a component wins) and returns the
 // position after it, past its dot when one ends it.
@@ -99,11 +112,9 @@ TavSizeT GetPathComponent(const TavString* path, TavSizeT pos, PathComponent* co
     *index = kNoIndex;
     const char* text = path->buf;
     const TavSizeT length = path->size;
-    const auto special = [](char c) { return c == '.' || c == '[' || c == '\\'; };
     // Most components are plain names: the last one is used where it stands,
     // one followed by a dot is copied at once.
-    TavSizeT run = pos;
-    while (run < length && !special(text[run])) ++run;
+    const TavSizeT run = PlainRunEnd(text, pos, length);
     if (run == length) {
         component->SetTail(text + pos, run - pos);
         return run;
@@ -149,6 +160,7 @@ bool IsIndexedVector(const TavPropertyValue* found, TavSizeT index) {
 // Takes no lock of any bag on the way; the caller holds the top bag's.
 const TavPropertyValue* TavPropertiesGetPropertyAtPathConst_(const TavProperties* bag,
                                                              const TavString* path) {
+    if (IsPlainName(path)) return TavPropertiesGetPropertyConst_(bag, path);
     PathComponent component(TavPropertiesGetAllocator(bag));
     if (!component.Reserve(path)) return nullptr;
     TavSizeT index = kNoIndex;
@@ -289,17 +301,14 @@ constexpr Step GoOn(TavPropertyValue* next) { return Step{false, TAV_FALSE, next
 // the ordinary path Add so its listeners hear of it, and returns the stored
 // copy (NULL when it could not be made or stored).
 TavPropertyValue* CreateNestedBag(const ChangeWalk& walk, const TavString* name) {
-    TavProperties empty;
-    if (TavPropertiesConstructDefault(&empty, TavPropertiesGetAllocator(walk.top)) == nullptr) {
-        return nullptr;
-    }
-    TavPropertyValue holder;
+    TavPropertyValue holder{};
+    holder.type = TAV_PROPERTYVALUE_TYPE_Properties;
+    holder.settable = TAV_TRUE;
+    holder.u.p = tav::value::NewEmptyBag(TavPropertiesGetAllocator(walk.top));
+    if (holder.u.p == nullptr) return nullptr;
     const bool told = !TavVector_TavPropertyListenerEmpty(&walk.bag->listeners);
-    if (TavPropertyValueConstructProperties(&holder, &empty, TAV_TRUE) != nullptr) {
-        TavPropertiesAddPropertyAtPath(walk.bag, name, &holder);
-        TavPropertyValueDestruct(&holder);
-    }
-    TavPropertiesDestruct(&empty);
+    tav::AddTakingAtPath(walk.bag, name, &holder);  // built for this entry alone
+    TavPropertyValueDestruct(&holder);
     // Its listeners heard of the insertion and may have removed the bag.
     if (told && !ProbeOf(walk).Holds()) return nullptr;
     return TavPropertiesGetProperty(walk.bag, name);
@@ -314,14 +323,18 @@ Step StepThrough(const ChangeWalk& walk, const TavString* name, TavSizeT index,
     return mayCreate ? GoOn(CreateNestedBag(walk, name)) : Fail();
 }
 
+// A missing entry: inserted when the component has no index. slot, when
+// not null, is where the lookup found it missing.
+Step InsertMissing(const ChangeWalk& walk, const TavString* name, TavSizeT index,
+                   const tav::map::Slot* slot) {
+    if (index != kNoIndex) return Fail();
+    return Finish(
+        TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk), walk.taken, slot));
+}
+
 Step StepLastAdd(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-                 const TavPropertyValue* found) {
-    if (found == nullptr) {
-        return index == kNoIndex
-                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk),
-                                                         walk.taken))
-                   : Fail();
-    }
+                 const TavPropertyValue* found, const tav::map::Slot* slot) {
+    if (found == nullptr) return InsertMissing(walk, name, index, slot);
     if (!IsIndexedVector(found, index) || !found->settable) return Fail();
     return Finish(TavPropertiesInsertPropertyAtIndex_(walk.bag, name, index, walk.v, ProbeOf(walk)));
 }
@@ -343,13 +356,8 @@ bool SetTargetHolds(const void* context) {
 }
 
 Step StepLastSet(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-                 TavPropertyValue* found) {
-    if (found == nullptr) {
-        return index == kNoIndex
-                   ? Finish(TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk),
-                                                         walk.taken))
-                   : Fail();
-    }
+                 TavPropertyValue* found, const tav::map::Slot* slot) {
+    if (found == nullptr) return InsertMissing(walk, name, index, slot);
     TavPropertyValue* target = SelectIndexed(found, index);
     if (target == nullptr || !target->settable) return Fail();
     const SetTarget set{&walk, name, index, target};
@@ -372,14 +380,11 @@ Step StepLastRemove(const ChangeWalk& walk, const TavString* name, TavSizeT inde
 }
 
 Step StepLast(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-              TavPropertyValue* found) {
+              TavPropertyValue* found, const tav::map::Slot* slot) {
     switch (walk.change) {
-        case Change::Add:
-            return StepLastAdd(walk, name, index, found);
-        case Change::Set:
-            return StepLastSet(walk, name, index, found);
-        case Change::Remove:
-            return StepLastRemove(walk, name, index, found);
+        case Change::Add: return StepLastAdd(walk, name, index, found, slot);
+        case Change::Set: return StepLastSet(walk, name, index, found, slot);
+        case Change::Remove: return StepLastRemove(walk, name, index, found);
     }
     return Fail();
 }
@@ -388,6 +393,13 @@ void Descend(ChangeWalk* walk, TavPropertyValue* next) {
     walk->bag = next != nullptr ? TavPropertyValueGetProperties_(next) : nullptr;
     if (walk->bag != nullptr) walk->parentSettable = next->settable;
     ++walk->depth;
+}
+
+// The top bag is locked already; a nested one is locked for its lookup.
+TavPropertyValue* FindInWalk(const ChangeWalk& walk, const TavString* name, tav::map::Slot* slot) {
+    if (walk.depth == 0) return TavPropertiesFindProperty_(walk.bag, name, slot);
+    tav::LockGuard lock(walk.bag);
+    return TavPropertiesFindProperty_(walk.bag, name, slot);
 }
 
 // Each lookup takes the current bag's own lock (briefly); the change at the
@@ -401,10 +413,11 @@ TavBool RunChangeWalk(ChangeWalk walk) {
     TavSizeT pos = GetPathComponent(path, 0, &component, &index);
     while (walk.bag != nullptr && !component.Empty()) {
         const TavString* name = component.Name(TavPropertiesGetAllocator(walk.bag));
-        // The top bag is locked already; a nested one is locked for its lookup.
-        TavPropertyValue* found = walk.depth == 0 ? TavPropertiesGetProperty_(walk.bag, name)
-                                                  : TavPropertiesGetProperty(walk.bag, name);
-        const Step step = pos == length ? StepLast(walk, name, index, found)
+        // Where the lookup missed is where a new entry goes: no listener or
+        // other callback of this thread runs before it is linked there.
+        tav::map::Slot slot;
+        TavPropertyValue* found = FindInWalk(walk, name, &slot);
+        const Step step = pos == length ? StepLast(walk, name, index, found, &slot)
                                         : StepThrough(walk, name, index, found);
         if (step.finished) return step.result;
         Descend(&walk, step.next);

@@ -591,6 +591,33 @@ bool Verify(const Map* bt) {
 
 bool TryLink(Map* bt, Node* node, bool inOrder) { return LinkNew(bt, node, inOrder).second; }
 
+Node* FindOrSlot(Map* bt, const TavString* key, Slot* slot) {
+    Node* parent = &bt->end;
+    Node** link = &bt->end.left;
+    while (*link != nullptr) {
+        Node* node = *link;
+        const int order = CompareKeys(key, &node->value.first);
+        if (order == 0) return node;
+        parent = node;
+        link = order < 0 ? &node->left : &node->right;
+    }
+    *slot = Slot{parent, link, bt->size};
+    return nullptr;
+}
+
+void LinkAt(Map* bt, Node* node, const Slot& slot) {
+    TAV_ASSERT(bt->size == slot.size && *slot.link == nullptr,
+               "LinkAt: the map is as the search that found the slot left it");
+    node->left = nullptr;
+    node->right = nullptr;
+    node->parent = slot.parent;
+    node->pPtr = slot.link;
+    node->height = 1;
+    *slot.link = node;
+    if (slot.parent != &bt->end) Rebalance(slot.parent, false, Walk::UntilSettled);
+    ++bt->size;
+}
+
 }  // namespace tav::map
 
 extern "C" {

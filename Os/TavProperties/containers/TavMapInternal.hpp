@@ -34,6 +34,22 @@ void DestroyDetached(TavAllocator* a, Node* node);
 // comparison with the last key then finds its place.
 bool TryLink(Map* bt, Node* node, bool inOrder = false);
 
+// Where a search for a missing key ended: the empty link the key would hang
+// from, and the size of the map it was found in.
+struct Slot {
+    Node* parent;
+    Node** link;
+    TavSizeT size;
+};
+
+// The node holding key, or null with slot set to the place key belongs.
+Node* FindOrSlot(Map* bt, const TavString* key, Slot* slot);
+
+// Links a detached node holding the key that FindOrSlot missed at its slot,
+// with one search fewer than TryLink. bt must not have changed since: only
+// the allocator's callbacks may have run in between.
+void LinkAt(Map* bt, Node* node, const Slot& slot);
+
 // Whether bt is a sound tree: every node linked to its parent, in key order,
 // with right heights and balanced, and as many nodes as bt's size. Walks the
 // whole tree without recursion (for tests and fuzzers).

@@ -29,6 +29,7 @@
 #include "Os/TavProperties/detail/TavTakenEntry.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
 #include "Os/TavProperties/text/TavTextCommon.hpp"
+#include "Os/TavProperties/values/TavPropertyValueInternal.h"
 
 namespace {
 
@@ -722,15 +723,10 @@ bool JsonReader::OpenObject(Step* step) {
     Frame& f = frames_.Above();
     if (kind == FrameKind::Object) {
         // A bag's record comes from the bag's allocator, as a value holds it.
-        void* storage = TavAllocatorAllocate(alloc_, sizeof(TavProperties));
-        if (storage == nullptr) return NoMemory();
+        f.value.u.p = tav::value::NewEmptyBag(alloc_);
+        if (f.value.u.p == nullptr) return NoMemory();
         f.value.type = TAV_PROPERTYVALUE_TYPE_Properties;
         f.value.settable = TAV_TRUE;  // nested bags read from text may be changed
-        f.value.u.p = TavPropertiesConstructDefault(static_cast<TavProperties*>(storage), alloc_);
-        if (f.value.u.p == nullptr) {
-            TavAllocatorDeallocate(alloc_, storage, sizeof(TavProperties));
-            return NoMemory();
-        }
     }
     if (kind == FrameKind::Resolution)
         TavPropertyValueConstructResolution(&f.value, TavResolution{}, LeafSettable());

@@ -17,14 +17,27 @@
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/detail/TavTakenEntry.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
+#include "Os/TavProperties/values/TavPropertyValueInternal.h"
 
 namespace {
 
 TavAllocator* ReaderAllocator() { return TavAllocatorGetDefault(); }
 
-bool IsNameChar(char c) { return std::isalnum(static_cast<unsigned char>(c)) || c == '_'; }
-bool IsStringChar(char c) { return c != '"' && std::isprint(static_cast<unsigned char>(c)); }
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// The classes are those of the C library in the current locale; every locale
+// classes ASCII letters, digits and printable characters alike, so only the
+// other bytes ask the library.
+bool IsNameChar(char c) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u >= 0x80) return std::isalnum(u) != 0;
+    return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+}
+bool IsStringChar(char c) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u >= 0x80) return std::isprint(u) != 0;
+    return u >= 0x20 && u < 0x7f && c != '"';
+}
 
 const char* SkipDigits(const char* s) {
     while (IsDigit(*s)) ++s;
@@ -41,14 +54,7 @@ TavBool MatchChar(const char** p, char c) {
 
 // A nested bag in a record of its own, from the reader's allocator, as a
 // Properties value holds it; null when either can't be had.
-TavProperties* NewBag() {
-    void* storage = TavAllocatorAllocate(ReaderAllocator(), sizeof(TavProperties));
-    if (storage == nullptr) return nullptr;
-    TavProperties* bag =
-        TavPropertiesConstructDefault(static_cast<TavProperties*>(storage), ReaderAllocator());
-    if (bag == nullptr) TavAllocatorDeallocate(ReaderAllocator(), storage, sizeof(TavProperties));
-    return bag;
-}
+TavProperties* NewBag() { return tav::value::NewEmptyBag(ReaderAllocator()); }
 
 void DeleteBag(TavProperties* bag) {
     TavPropertiesDestruct(bag);

@@ -2,9 +2,18 @@
 // dispatch on the kind. The plain kinds (Bool to VoidPtr) own nothing, so they
 // share one branch that copies the payload union in place.
 #include "Os/TavProperties/values/TavPropertyValuePayload.hpp"
+#include "Os/TavProperties/values/TavPropertyValueInternal.h"
 #include "Os/TavProperties/values/TavPropertyValueTree.hpp"
 
 namespace tav::value {
+
+TavProperties* NewEmptyBag(TavAllocator* a) {
+    void* storage = TavAllocatorAllocate(a, sizeof(TavProperties));
+    if (storage == nullptr) return nullptr;
+    TavProperties* bag = TavPropertiesConstructDefault(static_cast<TavProperties*>(storage), a);
+    if (bag == nullptr) TavAllocatorDeallocate(a, storage, sizeof(TavProperties));
+    return bag;
+}
 
 bool BuildNestedBag(TavPropertyValue* x, const TavProperties* from) {
     TavAllocator* a = TavPropertiesGetAllocator(from);

@@ -21,6 +21,10 @@ inline void MarkTaken(TavPropertyValue* x) {
     x->u.b = TAV_FALSE;
 }
 
+/* A bag record of its own from a, constructed empty, as a Properties value
+ * holds it; NULL, with nothing left allocated, when it can't be had. */
+TavProperties* NewEmptyBag(TavAllocator* a);
+
 }  // namespace tav::value
 
 #endif

@@ -14,6 +14,7 @@
 #include "Os/TavProperties/bag/TavPropertiesInternal.h"
 #include "Os/TavProperties/containers/TavMapInternal.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
+#include "Os/TavProperties/values/TavPropertyValueInternal.h"
 #include "Os/TavProperties/values/TavPropertyValuePayload.hpp"
 
 namespace tav::tree {
@@ -210,15 +211,8 @@ bool BuildShell(TavPropertyValue* x, const TavPropertyValue* y) {
         TavVector_TavPropertyValueConstructDefault(&x->u.vec, y->u.vec.allocator);
         return true;
     }
-    TavAllocator* a = TavPropertiesGetAllocator(y->u.p);
-    auto* bag = static_cast<TavProperties*>(TavAllocatorAllocate(a, sizeof(TavProperties)));
-    if (bag == nullptr) return false;
-    if (TavPropertiesConstructDefault(bag, a) == nullptr) {
-        TavAllocatorDeallocate(a, bag, sizeof(TavProperties));
-        return false;
-    }
-    x->u.p = bag;
-    return true;
+    x->u.p = tav::value::NewEmptyBag(TavPropertiesGetAllocator(y->u.p));
+    return x->u.p != nullptr;
 }
 
 // Copies y's entries (or elements) into x's shell, one level: the nested
