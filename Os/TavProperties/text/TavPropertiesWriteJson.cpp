@@ -38,8 +38,7 @@ template <class Float>
 bool PutFloat(Float f, StringSink& out) {
     if (!std::isfinite(f)) return false;
     tav::text::ScalarBuffer buf;
-    const auto r = std::to_chars(buf.chars, buf.chars + sizeof buf.chars, f);
-    out.Put(std::string_view(buf.chars, static_cast<std::size_t>(r.ptr - buf.chars)));
+    out.Put(tav::text::ShortestText(f, buf));
     return true;
 }
 

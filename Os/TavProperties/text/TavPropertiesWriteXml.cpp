@@ -78,8 +78,7 @@ void PutFloat(Float f, StringSink& out) {
     if (std::isnan(f)) return out.Put("NaN");
     if (std::isinf(f)) return out.Put(f < 0 ? "-INF" : "INF");
     tav::text::ScalarBuffer buf;
-    const auto r = std::to_chars(buf.chars, buf.chars + sizeof buf.chars, f);
-    out.Put(std::string_view(buf.chars, static_cast<std::size_t>(r.ptr - buf.chars)));
+    out.Put(tav::text::ShortestText(f, buf));
 }
 
 void PutLeafText(const TavPropertyValue* v, StringSink& out) {

@@ -82,6 +82,91 @@ Scalar ScalarText(const TavPropertyValue* v, FloatDigits digits, ScalarBuffer& b
 
 std::string_view SizeText(TavSizeT n, ScalarBuffer& buf) { return Decimal(n, buf).text; }
 
+namespace {
+
+// A finite double as m / 10^k: m below 2^50, k at most kMaxFraction.
+struct ShortDecimal {
+    std::uint64_t m;
+    int k;
+};
+
+constexpr int kMaxFraction = 8;
+constexpr double kPowers[kMaxFraction + 1] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8};
+constexpr double kMantissaLimit = 1125899906842624.0;  // 2^50
+
+// Most numbers a bag holds have a short decimal form, and finding it is much
+// cheaper than the general shortest-digits search. For each k from 0 the
+// candidate m is the integer nearest a * 10^k; it is the value's text when
+// m / 10^k reads back as a, which is checked exactly: m and 10^k are exact
+// doubles and the division rounds correctly, as reading the text does. The
+// first k that passes gives the fewest digits. Below 2^50 a candidate's error
+// (an eighth of a unit at most) can't make it miss the right integer, and no
+// two integers can both read back as a, so the pick is also the nearest one.
+bool FindShortDecimal(double a, ShortDecimal* out) {
+    for (int k = 0; k <= kMaxFraction; ++k) {
+        const double scaled = a * kPowers[k];
+        if (!(scaled < kMantissaLimit)) return false;
+        const double m = std::nearbyint(scaled);
+        if (m != 0 && m / kPowers[k] == a) {
+            *out = {static_cast<std::uint64_t>(m), k};
+            return true;
+        }
+    }
+    return false;
+}
+
+int DigitCount(std::uint64_t n) {
+    int count = 1;
+    while (n >= 10) {
+        n /= 10;
+        ++count;
+    }
+    return count;
+}
+
+// The lengths, without the sign, of d's fixed and scientific forms ("1.25e+07":
+// at least two exponent digits); to_chars takes fixed on a tie.
+bool FixedIsShortest(const ShortDecimal& d) {
+    const int digits = DigitCount(d.m);
+    const int fixed = d.k == 0 ? digits : (digits > d.k ? digits - d.k : 1) + 1 + d.k;
+    int significant = digits;
+    for (std::uint64_t m = d.m; m % 10 == 0; m /= 10) --significant;
+    const int exponent = digits - 1 - d.k;
+    const int exponentDigits = exponent >= 100 || exponent <= -100 ? 3 : 2;
+    const int scientific = significant + (significant > 1 ? 1 : 0) + 2 + exponentDigits;
+    return fixed <= scientific;
+}
+
+// "[-]I.F" with exactly k fraction digits (none and no point for k = 0).
+std::string_view PutFixed(bool negative, const ShortDecimal& d, ScalarBuffer& buf) {
+    char* out = buf.chars;
+    if (negative) *out++ = '-';
+    const auto whole = static_cast<std::uint64_t>(d.m / static_cast<std::uint64_t>(kPowers[d.k]));
+    out = std::to_chars(out, buf.chars + sizeof buf.chars, whole).ptr;
+    if (d.k != 0) {
+        *out++ = '.';
+        std::uint64_t fraction = d.m % static_cast<std::uint64_t>(kPowers[d.k]);
+        for (int i = d.k - 1; i >= 0; --i) {
+            out[i] = static_cast<char>('0' + fraction % 10);
+            fraction /= 10;
+        }
+        out += d.k;
+    }
+    return {buf.chars, static_cast<std::size_t>(out - buf.chars)};
+}
+
+}  // namespace
+
+std::string_view ShortestText(float f, ScalarBuffer& buf) { return Decimal(f, buf).text; }
+
+std::string_view ShortestText(double d, ScalarBuffer& buf) {
+    ShortDecimal shortForm;
+    if (FindShortDecimal(std::fabs(d), &shortForm) && FixedIsShortest(shortForm)) {
+        return PutFixed(std::signbit(d), shortForm, buf);
+    }
+    return Decimal(d, buf).text;
+}
+
 void StringSink::PutLong(std::string_view text) {
     while (!text.empty()) {
         if (used_ == kCapacity) Flush();

@@ -103,6 +103,12 @@ Scalar ScalarText(const TavPropertyValue* v, FloatDigits digits, ScalarBuffer& b
 // A size in decimal, as "%zu" writes it (for the two fields of a resolution).
 std::string_view SizeText(TavSizeT n, ScalarBuffer& buf);
 
+// The shortest text that reads back as the same finite value, byte for byte
+// as std::to_chars(first, last, f) writes it: fixed notation unless the
+// scientific one is shorter.
+std::string_view ShortestText(float f, ScalarBuffer& buf);
+std::string_view ShortestText(double d, ScalarBuffer& buf);
+
 // The length of the UTF-8 sequence that starts at p, and whether it is
 // valid. An invalid one is its maximal subpart: the lead byte and the
 // continuation bytes that could still have completed it (at least one byte),
