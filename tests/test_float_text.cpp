@@ -74,10 +74,12 @@ void AddScaled(std::vector<double>& values, double m) {
 
 TEST(FloatText, ShortDecimalsAndTheirBordersAreWrittenAsToCharsWritesThem) {
     std::vector<double> values;
+    // clang-format off
     const double edges[] = {1, 5, 9, 10, 11, 99, 100, 101, 12345, 99999, 100000, 100001,
                             1000000, 1234500000, 999999999999, 1e15, 1125899906842623.0,
                             1125899906842624.0, 1125899906842625.0, 9007199254740991.0,
                             9007199254740992.0, 1e17, 1e21, 1e22, 1e23};
+    // clang-format on
     for (double m : edges) AddScaled(values, m);
     for (int e = -12; e <= 24; ++e) values.push_back(std::pow(10.0, e));
     for (int n = 0; n < 2000; ++n) {

@@ -168,12 +168,7 @@ bool KeyBefore(const TavString* a, const TavString* b) { return CompareKeys(a, b
 
 TavSizeT HeightOf(const Node* node) { return node != nullptr ? node->height : 0; }
 
-// The last node reached from node by following `Side` links.
-template <Link Side, class N>
-N* Outermost(N* node) {
-    while (node->*Side != nullptr) node = node->*Side;
-    return node;
-}
+using tav::map::Outermost;
 
 template <class N>
 N* Minimum(N* node) {
@@ -185,20 +180,7 @@ N* Maximum(N* node) {
     return Outermost<&Node::right>(node);
 }
 
-// The in-order neighbour on the `Ahead` side: the nearest node of the Ahead
-// subtree, else the first ancestor that node hangs below on its other side.
-// The climb stops at `end`, whose parent is null: the successor of the
-// largest element is End, and the predecessor of End is the largest element.
-template <Link Ahead, Link Behind, class N>
-N* Neighbour(N* node) {
-    if (node->*Ahead != nullptr) return Outermost<Behind>(node->*Ahead);
-    N* parent = node->parent;
-    while (parent != nullptr && parent->*Behind != node) {
-        node = parent;
-        parent = parent->parent;
-    }
-    return parent != nullptr ? parent : node;
-}
+using tav::map::Neighbour;
 
 template <class N>
 N* Successor(N* node) {

@@ -13,6 +13,34 @@ namespace tav::map {
 using Map = TavMap_TavString__TavPropertyValue;
 using Node = TavMap_TavString__TavPropertyValue_Node;
 
+using Link = Node* Node::*;
+
+// The last node reached from node by following `Side` links.
+template <Link Side, class N>
+N* Outermost(N* node) {
+    while (node->*Side != nullptr) node = node->*Side;
+    return node;
+}
+
+// The in-order neighbour on the `Ahead` side: the nearest node of the Ahead
+// subtree, else the first ancestor that node hangs below on its other side.
+// The climb stops at `end`, whose parent is null: the successor of the
+// largest element is End, and the predecessor of End is the largest element.
+template <Link Ahead, Link Behind, class N>
+N* Neighbour(N* node) {
+    if (node->*Ahead != nullptr) return Outermost<Behind>(node->*Ahead);
+    N* parent = node->parent;
+    while (parent != nullptr && parent->*Behind != node) {
+        node = parent;
+        parent = parent->parent;
+    }
+    return parent != nullptr ? parent : node;
+}
+
+// The next node in key order, End after the largest: inline for the walks
+// that visit every entry.
+inline const Node* Next(const Node* node) { return Neighbour<&Node::right, &Node::left>(node); }
+
 // Unlinks node from bt (rebalancing, size one less) without touching its
 // key and value, which the caller now owns together with the node.
 void Detach(Map* bt, Node* node);

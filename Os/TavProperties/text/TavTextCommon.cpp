@@ -106,52 +106,41 @@ bool FindShortDecimal(double a, ShortDecimal* out) {
     for (int k = 0; k <= kMaxFraction; ++k) {
         const double scaled = a * kPowers[k];
         if (!(scaled < kMantissaLimit)) return false;
-        const double m = std::nearbyint(scaled);
-        if (m != 0 && m / kPowers[k] == a) {
-            *out = {static_cast<std::uint64_t>(m), k};
+        const auto m = static_cast<std::uint64_t>(scaled + 0.5);
+        if (m != 0 && static_cast<double>(m) / kPowers[k] == a) {
+            *out = {m, k};
             return true;
         }
     }
     return false;
 }
 
-int DigitCount(std::uint64_t n) {
-    int count = 1;
-    while (n >= 10) {
-        n /= 10;
-        ++count;
-    }
-    return count;
-}
-
-// The lengths, without the sign, of d's fixed and scientific forms ("1.25e+07":
-// at least two exponent digits); to_chars takes fixed on a tie.
-bool FixedIsShortest(const ShortDecimal& d) {
-    const int digits = DigitCount(d.m);
-    const int fixed = d.k == 0 ? digits : (digits > d.k ? digits - d.k : 1) + 1 + d.k;
-    int significant = digits;
-    for (std::uint64_t m = d.m; m % 10 == 0; m /= 10) --significant;
-    const int exponent = digits - 1 - d.k;
+// Whether m's n digits with k of them after the point are shorter in fixed
+// notation than in scientific ("1.25e+07": at least two exponent digits), or
+// as short: to_chars takes fixed on a tie.
+bool FixedIsShortest(const char* digits, int n, int k) {
+    const int fixed = k == 0 ? n : (n > k ? n - k : 1) + 1 + k;
+    int significant = n;
+    while (significant > 1 && digits[significant - 1] == '0') --significant;
+    const int exponent = n - 1 - k;
     const int exponentDigits = exponent >= 100 || exponent <= -100 ? 3 : 2;
     const int scientific = significant + (significant > 1 ? 1 : 0) + 2 + exponentDigits;
     return fixed <= scientific;
 }
 
-// "[-]I.F" with exactly k fraction digits (none and no point for k = 0).
-std::string_view PutFixed(bool negative, const ShortDecimal& d, ScalarBuffer& buf) {
+// "[-]I.F" from m's n digits, k of them after the point ("0.00F" when m has
+// fewer digits than that; no point for k = 0).
+std::string_view PutFixed(bool negative, const char* digits, int n, int k, ScalarBuffer& buf) {
     char* out = buf.chars;
     if (negative) *out++ = '-';
-    const auto whole = static_cast<std::uint64_t>(d.m / static_cast<std::uint64_t>(kPowers[d.k]));
-    out = std::to_chars(out, buf.chars + sizeof buf.chars, whole).ptr;
-    if (d.k != 0) {
-        *out++ = '.';
-        std::uint64_t fraction = d.m % static_cast<std::uint64_t>(kPowers[d.k]);
-        for (int i = d.k - 1; i >= 0; --i) {
-            out[i] = static_cast<char>('0' + fraction % 10);
-            fraction /= 10;
-        }
-        out += d.k;
-    }
+    const int whole = n > k ? n - k : 0;
+    CopyBytes(out, digits, static_cast<std::size_t>(whole));
+    out += whole;
+    if (whole == 0) *out++ = '0';
+    if (k != 0) *out++ = '.';
+    for (int zeros = k - n; zeros > 0; --zeros) *out++ = '0';
+    CopyBytes(out, digits + whole, static_cast<std::size_t>(n - whole));
+    out += n - whole;
     return {buf.chars, static_cast<std::size_t>(out - buf.chars)};
 }
 
@@ -160,11 +149,13 @@ std::string_view PutFixed(bool negative, const ShortDecimal& d, ScalarBuffer& bu
 std::string_view ShortestText(float f, ScalarBuffer& buf) { return Decimal(f, buf).text; }
 
 std::string_view ShortestText(double d, ScalarBuffer& buf) {
-    ShortDecimal shortForm;
-    if (FindShortDecimal(std::fabs(d), &shortForm) && FixedIsShortest(shortForm)) {
-        return PutFixed(std::signbit(d), shortForm, buf);
-    }
-    return Decimal(d, buf).text;
+    ShortDecimal form;
+    if (!FindShortDecimal(std::fabs(d), &form)) return Decimal(d, buf).text;
+    char digits[24];
+    const auto n =
+        static_cast<int>(std::to_chars(digits, digits + sizeof digits, form.m).ptr - digits);
+    if (!FixedIsShortest(digits, n, form.k)) return Decimal(d, buf).text;
+    return PutFixed(std::signbit(d), digits, n, form.k, buf);
 }
 
 void StringSink::PutLong(std::string_view text) {

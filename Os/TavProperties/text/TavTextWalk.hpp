@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "Os/TavProperties.h"
+#include "Os/TavProperties/containers/TavMapInternal.hpp"
 #include "Os/TavProperties/detail/TavGuards.hpp"
 #include "Os/TavProperties/detail/TavWalkStack.hpp"
 
@@ -70,7 +71,7 @@ public:
         if (bag_ != nullptr) {
             if (node_ == nodeEnd_) return false;
             *item = {&node_->value.first, &node_->value.second, !started_};
-            TavMap_TavString__TavPropertyValueConstIteratorIncrement(&node_);
+            node_ = tav::map::Next(node_);
         } else {
             if (elem_ == elemEnd_) return false;
             *item = {nullptr, elem_++, !started_};
