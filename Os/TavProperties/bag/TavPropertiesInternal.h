@@ -58,8 +58,8 @@ bool AnyEntry(const TavProperties* bag, Visit visit) {
     using Position = TavMap_TavString__TavPropertyValueConstIterator;
     const Position end = TavMap_TavString__TavPropertyValueEndConst(&bag->map);
     for (Position it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map); it != end;
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it)) {
-        if (visit(TavMap_TavString__TavPropertyValueConstIteratorContentOfConst(&it))) return true;
+         it = tav::map::Next(it)) {
+        if (visit(&it->value)) return true;
     }
     return false;
 }

@@ -331,7 +331,7 @@ const TavPropertyValue* Take(Cursor* c, const TavString** name) {
     if (c->nodeEnd != nullptr) {
         if (c->node == c->nodeEnd) return nullptr;
         const Node* node = c->node;
-        TavMap_TavString__TavPropertyValueConstIteratorIncrement(&c->node);
+        c->node = tav::map::Next(c->node);
         *name = &node->value.first;
         return &node->value.second;
     }
