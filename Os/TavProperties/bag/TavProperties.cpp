@@ -94,9 +94,11 @@ TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* n
 }
 
 TavPropertyValue* TavPropertiesFindProperty_(TavProperties* x, const TavString* name,
-                                             tav::map::Slot* slot) {
-    Node* node = tav::map::FindOrSlot(&x->map, name, slot);
-    return node ? &node->value.second : nullptr;
+                                             tav::Miss* miss) {
+    Node* node = tav::map::FindOrSlot(&x->map, name, &miss->slot);
+    if (node != nullptr) return &node->value.second;
+    miss->told = !TavVector_TavPropertyListenerEmpty(&x->listeners);
+    return nullptr;
 }
 
 namespace {
@@ -137,9 +139,11 @@ TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* 
 // it. Listeners are handed the caller's name and value, which outlive them.
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag,
-                                     TavPropertyValue* taken, const tav::map::Slot* slot) {
-    const bool told = HasListeners(x);
-    if (!told && taken != nullptr) return InsertTaking(x, name, taken, slot);
+                                     TavPropertyValue* taken, const tav::Miss* miss) {
+    const bool told = miss != nullptr ? miss->told : HasListeners(x);
+    if (!told && taken != nullptr) {
+        return InsertTaking(x, name, taken, miss != nullptr ? &miss->slot : nullptr);
+    }
     TavAllocator* a = x->map.alloc;  // x itself may be gone after the Before listeners
     Node* node = tav::map::NewDetached(a, name, v);
     if (node == nullptr) return TAV_FALSE;

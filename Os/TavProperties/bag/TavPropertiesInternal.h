@@ -73,18 +73,30 @@ bool AnyEntry(const TavProperties* bag, Visit visit) {
 TavPropertyValue* TavPropertiesGetProperty_(TavProperties* x, const TavString* name);
 const TavPropertyValue* TavPropertiesGetPropertyConst_(const TavProperties* x,
                                                        const TavString* name);
-/* The entry name, or null with slot set to where name would be linked. */
+namespace tav {
+
+/* What a lookup that found no entry learnt under the bag's lock: where the
+ * name would be linked, and whether the bag had listeners to tell. */
+struct Miss {
+    map::Slot slot;
+    bool told;
+};
+
+}  // namespace tav
+
+/* The entry name, or null with miss filled in. */
 TavPropertyValue* TavPropertiesFindProperty_(TavProperties* x, const TavString* name,
-                                             tav::map::Slot* slot);
+                                             tav::Miss* miss);
 /* Insert: `taken`, when not null, is v itself, built by the caller for this
  * insertion alone; a bag with no listener to tell takes it as its entry's
- * value instead of copying it (it is then left holding nothing). `slot`, when
- * not null, is where FindProperty_ found no entry name, under the lock still
- * held: the taken value is then linked there without a second search. */
+ * value instead of copying it (it is then left holding nothing). `miss`, when
+ * not null, is what FindProperty_ found for name with no callback run since:
+ * its answer on listeners stands, and a taken value is linked at its slot
+ * without a second search. */
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag = {},
                                      TavPropertyValue* taken = nullptr,
-                                     const tav::map::Slot* slot = nullptr);
+                                     const tav::Miss* miss = nullptr);
 /* The target is found again by `target` (x's entry `name` when it is null)
  * once the Before listeners have run. */
 TavBool TavPropertiesAssignProperty_(TavProperties* x, const TavString* name,

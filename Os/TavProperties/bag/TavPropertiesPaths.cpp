@@ -323,18 +323,18 @@ Step StepThrough(const ChangeWalk& walk, const TavString* name, TavSizeT index,
     return mayCreate ? GoOn(CreateNestedBag(walk, name)) : Fail();
 }
 
-// A missing entry: inserted when the component has no index. slot, when
-// not null, is where the lookup found it missing.
+// A missing entry: inserted when the component has no index, with what the
+// lookup that missed it found.
 Step InsertMissing(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-                   const tav::map::Slot* slot) {
+                   const tav::Miss* miss) {
     if (index != kNoIndex) return Fail();
     return Finish(
-        TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk), walk.taken, slot));
+        TavPropertiesInsertProperty_(walk.bag, name, walk.v, ProbeOf(walk), walk.taken, miss));
 }
 
 Step StepLastAdd(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-                 const TavPropertyValue* found, const tav::map::Slot* slot) {
-    if (found == nullptr) return InsertMissing(walk, name, index, slot);
+                 const TavPropertyValue* found, const tav::Miss* miss) {
+    if (found == nullptr) return InsertMissing(walk, name, index, miss);
     if (!IsIndexedVector(found, index) || !found->settable) return Fail();
     return Finish(TavPropertiesInsertPropertyAtIndex_(walk.bag, name, index, walk.v, ProbeOf(walk)));
 }
@@ -356,8 +356,8 @@ bool SetTargetHolds(const void* context) {
 }
 
 Step StepLastSet(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-                 TavPropertyValue* found, const tav::map::Slot* slot) {
-    if (found == nullptr) return InsertMissing(walk, name, index, slot);
+                 TavPropertyValue* found, const tav::Miss* miss) {
+    if (found == nullptr) return InsertMissing(walk, name, index, miss);
     TavPropertyValue* target = SelectIndexed(found, index);
     if (target == nullptr || !target->settable) return Fail();
     const SetTarget set{&walk, name, index, target};
@@ -380,10 +380,10 @@ Step StepLastRemove(const ChangeWalk& walk, const TavString* name, TavSizeT inde
 }
 
 Step StepLast(const ChangeWalk& walk, const TavString* name, TavSizeT index,
-              TavPropertyValue* found, const tav::map::Slot* slot) {
+              TavPropertyValue* found, const tav::Miss* miss) {
     switch (walk.change) {
-        case Change::Add: return StepLastAdd(walk, name, index, found, slot);
-        case Change::Set: return StepLastSet(walk, name, index, found, slot);
+        case Change::Add: return StepLastAdd(walk, name, index, found, miss);
+        case Change::Set: return StepLastSet(walk, name, index, found, miss);
         case Change::Remove: return StepLastRemove(walk, name, index, found);
     }
     return Fail();
@@ -396,10 +396,10 @@ void Descend(ChangeWalk* walk, TavPropertyValue* next) {
 }
 
 // The top bag is locked already; a nested one is locked for its lookup.
-TavPropertyValue* FindInWalk(const ChangeWalk& walk, const TavString* name, tav::map::Slot* slot) {
-    if (walk.depth == 0) return TavPropertiesFindProperty_(walk.bag, name, slot);
+TavPropertyValue* FindInWalk(const ChangeWalk& walk, const TavString* name, tav::Miss* miss) {
+    if (walk.depth == 0) return TavPropertiesFindProperty_(walk.bag, name, miss);
     tav::LockGuard lock(walk.bag);
-    return TavPropertiesFindProperty_(walk.bag, name, slot);
+    return TavPropertiesFindProperty_(walk.bag, name, miss);
 }
 
 // Each lookup takes the current bag's own lock (briefly); the change at the
@@ -413,11 +413,11 @@ TavBool RunChangeWalk(ChangeWalk walk) {
     TavSizeT pos = GetPathComponent(path, 0, &component, &index);
     while (walk.bag != nullptr && !component.Empty()) {
         const TavString* name = component.Name(TavPropertiesGetAllocator(walk.bag));
-        // Where the lookup missed is where a new entry goes: no listener or
-        // other callback of this thread runs before it is linked there.
-        tav::map::Slot slot;
-        TavPropertyValue* found = FindInWalk(walk, name, &slot);
-        const Step step = pos == length ? StepLast(walk, name, index, found, &slot)
+        // A miss tells where a new entry goes and whether the bag has
+        // listeners: no callback of this thread runs before the insertion.
+        tav::Miss miss;
+        TavPropertyValue* found = FindInWalk(walk, name, &miss);
+        const Step step = pos == length ? StepLast(walk, name, index, found, &miss)
                                         : StepThrough(walk, name, index, found);
         if (step.finished) return step.result;
         Descend(&walk, step.next);
