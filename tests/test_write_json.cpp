@@ -19,33 +19,14 @@ namespace {
 using namespace texttest;
 using nlohmann::ordered_json;
 
-TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0,
-                       TavJsonInvalidUtf8 utf8 = TAV_JSON_UTF8_REPLACE) {
-    TavJsonOptions o{};
-    o.style = style;
-    o.indent = indent;
-    o.invalidUtf8 = utf8;
-    return o;
-}
 const TavJsonOptions kPlain = Options(TAV_JSON_PLAIN);
 const TavJsonOptions kTyped = Options(TAV_JSON_TYPED);
 
-// The writer's text, or "FAILED" when it returned NULL leaving the caller's
-// string alone; a text it writes must be JSON. Written on a small stack, so
-// that deep trees prove the walk does not recurse.
+// The writer's text, or "FAILED" (see Written); a text it writes must be JSON.
 std::string Write(TavProperties* bag, const TavJsonOptions* o) {
-    TavString out;
-    TavStringConstructCStr(&out, "kept", TavAllocatorGetDefault());
-    const TavString* result = nullptr;
-    OnSmallStack([&] { result = TavPropertiesWriteJson(bag, &out, o); });
-    const std::string text = Text(&out);
-    TavStringDestruct(&out);
-    if (result != &out) {  // a failure leaves the string as it was
-        EXPECT_EQ(result, nullptr);
-        EXPECT_EQ(text, "kept");
-    }
-    if (result == nullptr) return "FAILED";
-    EXPECT_TRUE(ordered_json::accept(text)) << text;
+    const std::string text =
+        Written([&](TavString* s) { return TavPropertiesWriteJson(bag, s, o); });
+    EXPECT_TRUE(text == "FAILED" || ordered_json::accept(text)) << text;
     return text;
 }
 std::string Write(TavProperties* bag, const TavJsonOptions& o) { return Write(bag, &o); }
@@ -310,13 +291,6 @@ TEST(WriteJson, WritesFloatsExactlyAndNonFiniteOnesByStyle) {
     }
 }
 
-std::string Repeat(const std::string& s, std::size_t n) {
-    std::string r;
-    r.reserve(s.size() * n);
-    for (std::size_t i = 0; i < n; ++i) r += s;
-    return r;
-}
-
 // The walk keeps its place in memory of its own, not on the thread's stack,
 // and has no nesting limit; a failure deep down unlocks every bag.
 TEST(WriteJson, WritesBagsAndVectorsNestedAtAnyDepth) {
@@ -347,15 +321,10 @@ TEST(WriteJson, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothin
     PutFailureExample(bag, inner, alloc, 'x');
     bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{3, 4}, 0));
     for (const TavJsonOptions& o : {kPlain, Options(TAV_JSON_TYPED, 2)}) {
-        const std::string expected = Write(bag, o);
-        TavString out;
-        TavStringConstructCStr(&out, "kept", alloc);
-        EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
-            const TavString* result = TavPropertiesWriteJson(bag, &out, &o);
-            EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
-            EXPECT_EQ(Text(&out), result ? expected : "kept") << k;
-        }), 4u);  // the allocator reports any block left when the test ends
-        TavStringDestruct(&out);
+        EXPECT_GE(
+            SweepWriteFailures(alloc, Write(bag, o),
+                               [&](TavString* s) { return TavPropertiesWriteJson(bag, s, &o); }),
+            4u);
     }
 }
 
