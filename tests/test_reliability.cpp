@@ -293,6 +293,7 @@ void AssignValue(World& w, Kind from, Kind to) {
 void CopyOut(World& w, const char* path) {
     w.Rich();
     const bool ok = w.Run([&] { return TavPropertiesCopyPropertyAtPathCStr(&w.bag, path, &w.v); });
+    EXPECT_NE(ok, w.hit) << "a copy is whole or not made";
     const Value* stored = TavPropertiesGetPropertyAtPathCStrConst(&w.bag, path);
     EXPECT_TRUE(!ok || TavPropertyValueEqual(w.Own(&w.v, &TavPropertyValueDestruct), stored));
     EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.reference));
@@ -303,6 +304,7 @@ void CopyText(World& w) {
     TavStringConstructDefault(w.Own(&w.text, &TavStringDestruct), w.alloc);
     const bool ok =
         w.Run([&] { return TavPropertiesCopyStringValueCStr(&w.bag, "name", &w.text); });
+    EXPECT_NE(ok, w.hit);
     EXPECT_STREQ(TavStringCStr(&w.text), ok ? kText : "");
 }
 
