@@ -137,6 +137,7 @@ public:
     Bag(const Bag&) = delete;
     Bag& operator=(const Bag&) = delete;
     operator TavProperties*() { return &bag_; }
+    TavProperties* get() { return &bag_; }
 
     // Adds v under name (not a path) and destroys v.
     Bag& Put(const char* name, TavPropertyValue v) {
