@@ -14,6 +14,7 @@
 
 #include "CountingAllocator.hpp"
 #include "Os/TavProperties.h"
+#include "text_support.hpp"
 
 namespace {
 
@@ -44,13 +45,7 @@ void CountEvent(const TavPropertyListener* l, TavProperties*, const TavString*, 
     ++(*static_cast<EventLog*>(TavPropertyListenerGetData(l)))[TavPropertyListenerGetTrigger(l)];
 }
 void Listen(TavProperties* bag, EventLog* log, const char* name = nullptr) {
-    for (auto trigger : {TAV_PROPERTYLISTENER_TRIGGER_Before, TAV_PROPERTYLISTENER_TRIGGER_After}) {
-        TavPropertyListener l;
-        TavPropertyListenerConstructCStr(&l, trigger, name, &CountEvent, log,
-                                         TavPropertiesGetAllocator(bag));
-        EXPECT_TRUE(TavPropertiesAddListener(bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
+    EXPECT_TRUE(texttest::Listen(bag, &CountEvent, log, name));
 }
 
 // A value of one of kKinds.
