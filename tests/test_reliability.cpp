@@ -227,20 +227,30 @@ void Write(World& w, bool json) {
     EXPECT_TRUE(json || now.rfind("previous\n", 0) == 0) << "ToXml appends";
 }
 
+TavSizeT Listeners(const TavProperties* bag) {
+    return TavVector_TavPropertyListenerSize(&bag->listeners);
+}
+
+// A copy made has the entries and the listeners; a failure left nothing.
 void BagCopy(World& w) {
     w.Rich();
     const bool ok = w.Run([&] { return TavPropertiesConstructCopy(&w.other, &w.bag); });
-    EXPECT_TRUE(!ok || TavPropertiesEqual(w.Own(&w.other), &w.bag));  // a failure left nothing
+    if (!ok) return;
+    EXPECT_TRUE(TavPropertiesEqual(w.Own(&w.other), &w.bag));
+    EXPECT_EQ(Listeners(&w.other), Listeners(&w.bag));
 }
 
-// The listeners are assigned after the entries, which may thus be taken.
+// The listeners are assigned after the entries, which may thus be taken: a failure leaves the
+// old entries or the new ones; an assignment takes the source's listeners too.
 void BagAssign(World& w) {
     w.Rich();
     TavPropertiesConstructCopy(w.Own(&w.other), &w.bag);
     TavPropertiesSetIntValueCStr(&w.other, "extra", 1, TAV_TRUE);
+    Listen(&w.other, &w.logs[0], "extra");
     const bool ok = w.Run([&] { return TavPropertiesAssign(&w.bag, &w.other) == &w.bag; });
     EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.other) ||
                 (!ok && TavPropertiesEqual(&w.bag, &w.reference)));
+    EXPECT_TRUE(!ok || Listeners(&w.bag) == Listeners(&w.other));
 }
 
 void AllNames(World& w) {
