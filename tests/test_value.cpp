@@ -147,9 +147,8 @@ TEST_F(Value, EveryKindAssignsOverEveryKindOrLeavesTheRuledState) {
                         EXPECT_EQ(x.type, y.type);
                         EXPECT_EQ(TavPropertyValueGetProperties(&x), record);
                     } else {
-                        EXPECT_TRUE(TavPropertyValueEqual(&x, done                   ? &y
-                                                              : start.type == y.type ? &start
-                                                                                     : &no));
+                        const TavPropertyValue* want = start.type == y.type ? &start : &no;
+                        EXPECT_TRUE(TavPropertyValueEqual(&x, done ? &y : want));
                     }
                     EXPECT_TRUE(TavPropertyValueIsSettable(&x));
                     EXPECT_EQ(UseCount(sp), uses + !!TavPropertyValueGetSharedVoidPtr(&x));
