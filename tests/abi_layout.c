@@ -19,6 +19,24 @@
 #define TAV_RECORD(T, size, align) \
     TAV_ASSERT(sizeof(T) == (size) && TAV_ALIGNOF(T) == (align), #T " size and alignment")
 #define TAV_FIELD(T, field, offset) TAV_ASSERT(offsetof(T, field) == (offset), #T "." #field)
+/* The records that share one layout: the shared and weak handles, the vectors, and the pairs of
+ * two pointer-sized members. */
+#define TAV_HANDLE(T)     \
+    TAV_RECORD(T, 32, 8); \
+    TAV_FIELD(T, ref, 0); \
+    TAV_FIELD(T, ptr, 8); \
+    TAV_FIELD(T, a, 16);  \
+    TAV_FIELD(T, d, 24)
+#define TAV_VECTOR(T)           \
+    TAV_RECORD(T, 32, 8);       \
+    TAV_FIELD(T, allocator, 0); \
+    TAV_FIELD(T, begin, 8);     \
+    TAV_FIELD(T, end, 16);      \
+    TAV_FIELD(T, endBuf, 24)
+#define TAV_PAIR_OF_WORDS(T) \
+    TAV_RECORD(T, 16, 8);    \
+    TAV_FIELD(T, first, 0);  \
+    TAV_FIELD(T, second, 8)
 
 #if defined(__x86_64__) && defined(__LP64__)
 TAV_RECORD(TavResolution, 16, 8);
@@ -39,16 +57,8 @@ TAV_FIELD(TavAtomicInteger, value, 0);
 TAV_RECORD(TavSharedPtrRefCount, 8, 4);
 TAV_FIELD(TavSharedPtrRefCount, useCount, 0);
 TAV_FIELD(TavSharedPtrRefCount, weakCount, 4);
-TAV_RECORD(TavSharedPtr_void, 32, 8);
-TAV_FIELD(TavSharedPtr_void, ref, 0);
-TAV_FIELD(TavSharedPtr_void, ptr, 8);
-TAV_FIELD(TavSharedPtr_void, a, 16);
-TAV_FIELD(TavSharedPtr_void, d, 24);
-TAV_RECORD(TavWeakPtr_void, 32, 8);
-TAV_FIELD(TavWeakPtr_void, ref, 0);
-TAV_FIELD(TavWeakPtr_void, ptr, 8);
-TAV_FIELD(TavWeakPtr_void, a, 16);
-TAV_FIELD(TavWeakPtr_void, d, 24);
+TAV_HANDLE(TavSharedPtr_void);
+TAV_HANDLE(TavWeakPtr_void);
 TAV_RECORD(TavFile, 8, 8);
 TAV_FIELD(TavFile, stream, 0);
 TAV_RECORD(TavMutex, 40, 8);
@@ -70,26 +80,10 @@ TAV_FIELD(TavPropertyListener, name, 8);
 TAV_FIELD(TavPropertyListener, trigger, 40);
 TAV_FIELD(TavPropertyListener, cb, 48);
 TAV_FIELD(TavPropertyListener, data, 56);
-TAV_RECORD(TavVector_TavPropertyValue, 32, 8);
-TAV_FIELD(TavVector_TavPropertyValue, allocator, 0);
-TAV_FIELD(TavVector_TavPropertyValue, begin, 8);
-TAV_FIELD(TavVector_TavPropertyValue, end, 16);
-TAV_FIELD(TavVector_TavPropertyValue, endBuf, 24);
-TAV_RECORD(TavVector_TavPropertyListener, 32, 8);
-TAV_FIELD(TavVector_TavPropertyListener, allocator, 0);
-TAV_FIELD(TavVector_TavPropertyListener, begin, 8);
-TAV_FIELD(TavVector_TavPropertyListener, end, 16);
-TAV_FIELD(TavVector_TavPropertyListener, endBuf, 24);
-TAV_RECORD(TavVector_TavString, 32, 8);
-TAV_FIELD(TavVector_TavString, allocator, 0);
-TAV_FIELD(TavVector_TavString, begin, 8);
-TAV_FIELD(TavVector_TavString, end, 16);
-TAV_FIELD(TavVector_TavString, endBuf, 24);
-TAV_RECORD(TavVector_TavMap_TavString__TavPropertyValueIterator, 32, 8);
-TAV_FIELD(TavVector_TavMap_TavString__TavPropertyValueIterator, allocator, 0);
-TAV_FIELD(TavVector_TavMap_TavString__TavPropertyValueIterator, begin, 8);
-TAV_FIELD(TavVector_TavMap_TavString__TavPropertyValueIterator, end, 16);
-TAV_FIELD(TavVector_TavMap_TavString__TavPropertyValueIterator, endBuf, 24);
+TAV_VECTOR(TavVector_TavPropertyValue);
+TAV_VECTOR(TavVector_TavPropertyListener);
+TAV_VECTOR(TavVector_TavString);
+TAV_VECTOR(TavVector_TavMap_TavString__TavPropertyValueIterator);
 TAV_RECORD(TavPair_TavString__TavPropertyValue, 120, 8);
 TAV_FIELD(TavPair_TavString__TavPropertyValue, first, 0);
 TAV_FIELD(TavPair_TavString__TavPropertyValue, second, 32);
@@ -104,15 +98,11 @@ TAV_RECORD(TavMap_TavString__TavPropertyValue, 176, 8);
 TAV_FIELD(TavMap_TavString__TavPropertyValue, end, 0);
 TAV_FIELD(TavMap_TavString__TavPropertyValue, size, 160);
 TAV_FIELD(TavMap_TavString__TavPropertyValue, alloc, 168);
-TAV_RECORD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavBool, 16, 8);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavBool, first, 0);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavBool, second, 8);
-TAV_RECORD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavMap_TavString__TavPropertyValueIterator, 16, 8);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavMap_TavString__TavPropertyValueIterator, first, 0);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueIterator__TavMap_TavString__TavPropertyValueIterator, second, 8);
-TAV_RECORD(TavPair_TavMap_TavString__TavPropertyValueConstIterator__TavMap_TavString__TavPropertyValueConstIterator, 16, 8);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueConstIterator__TavMap_TavString__TavPropertyValueConstIterator, first, 0);
-TAV_FIELD(TavPair_TavMap_TavString__TavPropertyValueConstIterator__TavMap_TavString__TavPropertyValueConstIterator, second, 8);
+TAV_PAIR_OF_WORDS(TavPair_TavMap_TavString__TavPropertyValueIterator__TavBool);
+TAV_PAIR_OF_WORDS(
+    TavPair_TavMap_TavString__TavPropertyValueIterator__TavMap_TavString__TavPropertyValueIterator);
+TAV_PAIR_OF_WORDS(
+    TavPair_TavMap_TavString__TavPropertyValueConstIterator__TavMap_TavString__TavPropertyValueConstIterator);
 TAV_RECORD(TavStack_TavMap_TavString__TavPropertyValueIterator, 32, 8);
 TAV_FIELD(TavStack_TavMap_TavString__TavPropertyValueIterator, v, 0);
 TAV_RECORD(TavProperties, 248, 8);

@@ -135,7 +135,8 @@ TEST_F(Bag, ListenersMatchTheirNameAndAreRemovedOneCopyAtATime) {
     EXPECT_EQ(side.lines, (Lines{"A a -/1", "A a -/1", "A a -/-"}));
 }
 
-TEST_F(Bag, FailedCopyAssignAddSetOrAddListenerLeavesWhatTheRulesSay) {
+// (Copy and Assign under failing allocations: the reliability sweep.)
+TEST_F(Bag, FailedAddSetOrAddListenerLeavesWhatTheRulesSay) {
     // The source: a nested bag and three listeners.
     ASSERT_TRUE(TavPropertiesSetStringCStrValueCStr(&bag, "nested.deep", "text", TAV_TRUE));
     ASSERT_TRUE(Register(true, &bag, kBefore, &log, "x"));
@@ -144,25 +145,13 @@ TEST_F(Bag, FailedCopyAssignAddSetOrAddListenerLeavesWhatTheRulesSay) {
     TavPropertyValueConstructBool(&falseBool, TAV_FALSE, TAV_TRUE);
     TavString x;
     TavStringConstructCStr(&x, "x", alloc);
-    TavProperties copy, other;  // each round, other starts as {x: 1} with a listener for "x"
+    TavProperties other;  // each round, other starts as {x: 1} with a listener for "x"
     const auto holds = [&](const char* name, const TavPropertyValue* v) {
         const TavPropertyValue* entry = TavPropertiesGetPropertyCStrConst(&other, name);
         return entry ? v && TavPropertyValueEqual(entry, v) : !v;
     };
     using Case = std::pair<std::function<bool()>, std::function<bool(bool)>>;  // operation, check
     const Case cases[] = {
-        {[&] { return TavPropertiesConstructCopy(&copy, &bag) != nullptr; },
-         [&](bool made) {
-             const bool same = !made || (TavPropertiesEqual(&copy, &bag) && Listeners(copy) == 3);
-             if (made) TavPropertiesDestruct(&copy);
-             return same;
-         }},
-        // A failed entry copy keeps the old entries, a failed listener copy the new.
-        {[&] { return TavPropertiesAssign(&other, &bag) != nullptr; },
-         [&](bool ok) {
-             if (ok) return TavPropertiesEqual(&other, &bag) && Listeners(other) == 3;
-             return TavPropertiesEqual(&other, &bag) != holds("x", &one);
-         }},
         {[&] { return Add(&other, "y", nested); },
          [&](bool added) { return holds("y", added ? nested : nullptr); }},
         {[&] { return TavPropertiesSetProperty(&other, &x, nested); },  // past the temporary name

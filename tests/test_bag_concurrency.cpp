@@ -8,21 +8,18 @@
 #include <vector>
 
 #include "Os/TavProperties.h"
+#include "text_support.hpp"
 
 namespace {
+
+using texttest::kAfter;
+using texttest::kBefore;
+using texttest::Listen;
 
 // A bag on the default allocator: the counting one is not made for several threads.
 struct BagConcurrency : ::testing::Test {
     BagConcurrency() { TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault()); }
     ~BagConcurrency() override { TavPropertiesDestruct(&bag); }
-    void Listen(TavPropertyListenerTrigger trigger, TavPropertyListenerCallback callback,
-                std::atomic<int>* data, const char* name = nullptr) {
-        TavPropertyListener l;
-        TavPropertyListenerConstructCStr(&l, trigger, name, callback, data,
-                                         TavAllocatorGetDefault());
-        EXPECT_TRUE(TavPropertiesAddListener(&bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
 
     std::atomic<int> befores{0}, afters{0}, stage{0};
     TavProperties bag;
@@ -47,8 +44,8 @@ void CopyAndHold(const TavPropertyListener* l, TavProperties* bag, const TavStri
 }
 
 TEST_F(BagConcurrency, ACallbackReentersTheBagWhileOtherThreadsWait) {
-    Listen(TAV_PROPERTYLISTENER_TRIGGER_Before, CopyAndHold, &stage, "slow");
-    Listen(TAV_PROPERTYLISTENER_TRIGGER_After, CountAndRead, &afters);
+    ASSERT_TRUE(Listen(&bag, CopyAndHold, &stage, "slow", {kBefore}));
+    ASSERT_TRUE(Listen(&bag, CountAndRead, &afters, nullptr, {kAfter}));
     std::thread holder([&] { TavPropertiesAddIntValueCStr(&bag, "slow", 1, TAV_TRUE); });
     while (stage == 0) std::this_thread::yield();
     EXPECT_TRUE(TavPropertiesRemovePropertyCStr(&bag, "slow"));  // by then added
@@ -58,8 +55,8 @@ TEST_F(BagConcurrency, ACallbackReentersTheBagWhileOtherThreadsWait) {
 }
 
 TEST_F(BagConcurrency, ThreadsAddSetReadAndRemoveInOneBagWithListeners) {
-    Listen(TAV_PROPERTYLISTENER_TRIGGER_Before, CountAndRead, &befores);
-    Listen(TAV_PROPERTYLISTENER_TRIGGER_After, CountAndRead, &afters);
+    ASSERT_TRUE(Listen(&bag, CountAndRead, &befores, nullptr, {kBefore}));
+    ASSERT_TRUE(Listen(&bag, CountAndRead, &afters, nullptr, {kAfter}));
     constexpr int kThreads = 4, kRounds = 300;
     std::atomic<int> changes{0};
     std::vector<std::thread> threads;

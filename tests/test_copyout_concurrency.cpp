@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Os/TavProperties.h"
+#include "text_support.hpp"
 
 namespace {
 
@@ -178,14 +179,9 @@ void ApplyPending() {
 }
 
 TEST_F(CopyOutConcurrency, MirrorListenersApplyChangesAfterTheCallWithoutDeadlock) {
-    for (TavProperties* bag : {&a, &b}) {
-        TavPropertyListener l;
-        TavPropertyListenerConstructCStr(&l, TAV_PROPERTYLISTENER_TRIGGER_After, nullptr,
-                                         &RecordForMirror, bag == &a ? &b : &a,
-                                         TavAllocatorGetDefault());
-        ASSERT_TRUE(TavPropertiesAddListener(bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
+    for (TavProperties* bag : {&a, &b})
+        ASSERT_TRUE(texttest::Listen(bag, &RecordForMirror, bag == &a ? &b : &a, nullptr,
+                                     {texttest::kAfter}));
     // Each thread owns its names and changes them in the bag of its parity.
     RunThreads(4, [&](int t, int r) {
         TavProperties* bag = t % 2 ? &b : &a;

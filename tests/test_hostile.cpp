@@ -9,8 +9,13 @@
 #include <vector>
 
 #include "CountingAllocator.hpp"
+#include "text_support.hpp"
 
 namespace {
+
+using texttest::Bag;
+using texttest::Listen;
+using texttest::PutVectorChain;
 
 constexpr int kDeep = 100000;
 constexpr auto kBefore = TAV_PROPERTYLISTENER_TRIGGER_Before;
@@ -21,16 +26,6 @@ std::string Chain(int levels) {
     for (int i = 1; i < levels; ++i) path += ".a";
     return path;
 }
-
-// A bag that owns its record; destructed at the end of the test.
-struct Bag {
-    explicit Bag(TavAllocator* a = TavAllocatorGetDefault()) { TavPropertiesConstructDefault(&b, a); }
-    ~Bag() { TavPropertiesDestruct(&b); }
-    Bag(const Bag&) = delete;
-    Bag& operator=(const Bag&) = delete;
-    TavProperties* operator&() { return &b; }
-    TavProperties b;
-};
 
 TavProperties* Nested(TavProperties* bag, const char* path) {
     return const_cast<TavProperties*>(TavPropertiesGetPropertiesValueCStr(bag, path));
@@ -51,27 +46,6 @@ void BuildByValues(TavProperties* top, int levels) {
     ASSERT_TRUE(TavPropertiesSetIntValueCStr(cur, "leaf", 7, TAV_TRUE));
 }
 
-// A Vector value whose only element is a Vector, `levels` times, ending in
-// an Int 7; built from the top down through the element pointers.
-void BuildNestedVectors(TavPropertyValue* v, int levels) {
-    TavVector_TavPropertyValue empty;
-    TavVector_TavPropertyValueConstructDefault(&empty, TavAllocatorGetDefault());
-    TavPropertyValueConstructVector(v, &empty, TAV_TRUE);
-    TavPropertyValue element;
-    TavPropertyValueConstructVector(&element, &empty, TAV_TRUE);
-    auto* vec = const_cast<TavVector_TavPropertyValue*>(TavPropertyValueGetVector(v));
-    for (int i = 0; i < levels; ++i) {
-        ASSERT_TRUE(TavVector_TavPropertyValuePushBack(vec, &element));
-        vec = const_cast<TavVector_TavPropertyValue*>(
-            TavPropertyValueGetVector(TavVector_TavPropertyValueAt(vec, 0)));
-    }
-    TavPropertyValueDestruct(&element);
-    TavPropertyValue leaf;
-    TavPropertyValueConstructInt(&leaf, 7, TAV_TRUE);
-    ASSERT_TRUE(TavVector_TavPropertyValuePushBack(vec, &leaf));
-    TavVector_TavPropertyValueDestruct(&empty);
-}
-
 // ---- depth ------------------------------------------------------------------
 
 TEST(Depth, ChainBuiltByOnePathIsCopiedComparedAssignedAndDestroyed) {
@@ -79,17 +53,17 @@ TEST(Depth, ChainBuiltByOnePathIsCopiedComparedAssignedAndDestroyed) {
     {
         Bag bag(counting);
         const std::string path = Chain(kDeep);
-        ASSERT_TRUE(TavPropertiesSetIntValueCStr(&bag, (path + ".leaf").c_str(), 7, TAV_TRUE));
+        ASSERT_TRUE(TavPropertiesSetIntValueCStr(bag, (path + ".leaf").c_str(), 7, TAV_TRUE));
         TavProperties copy;
-        ASSERT_NE(TavPropertiesConstructCopy(&copy, &bag), nullptr);
-        EXPECT_TRUE(TavPropertiesEqual(&copy, &bag));
+        ASSERT_NE(TavPropertiesConstructCopy(&copy, bag), nullptr);
+        EXPECT_TRUE(TavPropertiesEqual(&copy, bag));
         ASSERT_TRUE(TavPropertiesSetIntValueCStr(&copy, (path + ".leaf").c_str(), 8, TAV_TRUE));
-        EXPECT_FALSE(TavPropertiesEqual(&copy, &bag));  // differs only at the bottom
-        ASSERT_NE(TavPropertiesAssign(&copy, &bag), nullptr);
-        EXPECT_TRUE(TavPropertiesEqual(&copy, &bag));
+        EXPECT_FALSE(TavPropertiesEqual(&copy, bag));  // differs only at the bottom
+        ASSERT_NE(TavPropertiesAssign(&copy, bag), nullptr);
+        EXPECT_TRUE(TavPropertiesEqual(&copy, bag));
         EXPECT_EQ(*TavPropertiesGetIntValueCStr(&copy, (path + ".leaf").c_str()), 7);
         TavPropertiesDestruct(&copy);
-        EXPECT_TRUE(TavPropertiesRemovePropertyCStr(&bag, "a"));
+        EXPECT_TRUE(TavPropertiesRemovePropertyCStr(bag, "a"));
         EXPECT_EQ(counting.liveBlocks(), 0u);
     }
     EXPECT_EQ(counting.liveBlocks(), 0u);
@@ -97,61 +71,55 @@ TEST(Depth, ChainBuiltByOnePathIsCopiedComparedAssignedAndDestroyed) {
 
 TEST(Depth, ChainBuiltByNestedValuesIsCopiedAsAValueAndMergedUpToTheLimit) {
     Bag bag;
-    BuildByValues(&bag, kDeep);
+    BuildByValues(bag, kDeep);
     TavPropertyValue value;
-    ASSERT_NE(TavPropertyValueConstructProperties(&value, &bag, TAV_TRUE), nullptr);
+    ASSERT_NE(TavPropertyValueConstructProperties(&value, bag, TAV_TRUE), nullptr);
     TavPropertyValue copy;
     ASSERT_NE(TavPropertyValueConstructCopy(&copy, &value), nullptr);
     EXPECT_TRUE(TavPropertyValueEqual(&copy, &value));
     TavPropertyValueDestruct(&copy);
     // Merge refuses sources deeper than 63 levels: a clean failure, not a crash.
     Bag target;
-    EXPECT_EQ(TavPropertiesMerge(&target, &bag), nullptr);
+    EXPECT_EQ(TavPropertiesMerge(target, bag), nullptr);
     TavPropertyValueDestruct(&value);
 }
 
 TEST(Depth, VectorsNestedInVectorsAreCopiedComparedAndDestroyed) {
-    TavPropertyValue v;
-    BuildNestedVectors(&v, kDeep);
-    TavPropertyValue copy;
-    ASSERT_NE(TavPropertyValueConstructCopy(&copy, &v), nullptr);
-    EXPECT_TRUE(TavPropertyValueEqual(&copy, &v));
-    TavPropertyValue shallower;  // assigned onto element by element, level by level
-    BuildNestedVectors(&shallower, kDeep / 2);
-    ASSERT_NE(TavPropertyValueAssign(&shallower, &v), nullptr);
-    EXPECT_TRUE(TavPropertyValueEqual(&shallower, &v));
-    TavPropertyValueDestruct(&shallower);
     Bag bag;
-    ASSERT_TRUE(TavPropertiesSetPropertyCStr(&bag, "v", &copy));
-    TavPropertyValue other;
-    TavPropertyValueConstructInt(&other, 1, TAV_TRUE);
+    PutVectorChain(bag, "v", kDeep, texttest::Int(7));
+    PutVectorChain(bag, "shallower", kDeep / 2, texttest::Int(7));
+    const TavPropertyValue* v = TavPropertiesGetPropertyCStr(bag, "v");
+    TavPropertyValue copy;
+    ASSERT_NE(TavPropertyValueConstructCopy(&copy, v), nullptr);
+    EXPECT_TRUE(TavPropertyValueEqual(&copy, v));
+    // Assigned onto element by element, level by level.
+    TavPropertyValue* shallower = TavPropertiesGetPropertyCStr(bag, "shallower");
+    ASSERT_NE(TavPropertyValueAssign(shallower, v), nullptr);
+    EXPECT_TRUE(TavPropertyValueEqual(shallower, v));
+    ASSERT_TRUE(TavPropertiesSetPropertyCStr(bag, "copy", &copy));
+    const TavPropertyValue other = texttest::Int(1);
     ASSERT_NE(TavPropertyValueAssign(&copy, &other), nullptr);  // the deep vector goes
-    TavPropertyValueDestruct(&other);
     TavPropertyValueDestruct(&copy);
-    EXPECT_TRUE(TavPropertyValueEqual(TavPropertiesGetPropertyCStr(&bag, "v"), &v));
-    TavPropertyValueDestruct(&v);
+    EXPECT_TRUE(TavPropertyValueEqual(TavPropertiesGetPropertyCStr(bag, "copy"), v));
 }
 
 TEST(Depth, FailedDeepCopiesLeaveNothingBehind) {
     tavtest::CountingAllocator counting;
     Bag bag(counting);
-    ASSERT_TRUE(TavPropertiesSetIntValueCStr(&bag, (Chain(200) + ".leaf").c_str(), 7, TAV_TRUE));
+    ASSERT_TRUE(TavPropertiesSetIntValueCStr(bag, (Chain(200) + ".leaf").c_str(), 7, TAV_TRUE));
     const std::size_t before = counting.liveBlocks();
-    std::size_t failures = 0;
-    for (std::size_t k = 1;; ++k) {
-        counting.FailAt(k);
+    const std::size_t points = tavtest::SweepAllocationFailures(counting, [&](std::size_t k) {
         TavProperties copy;
-        const bool made = TavPropertiesConstructCopy(&copy, &bag) != nullptr;
-        counting.FailAt(0);
-        if (made) {
-            EXPECT_TRUE(TavPropertiesEqual(&copy, &bag));
-            TavPropertiesDestruct(&copy);
-            break;
+        if (TavPropertiesConstructCopy(&copy, bag) == nullptr) {
+            ASSERT_EQ(counting.liveBlocks(), before) << "k=" << k;
+            return;
         }
-        ++failures;
-        ASSERT_EQ(counting.liveBlocks(), before) << "k=" << k;
-    }
-    EXPECT_GE(failures, 600u);  // three blocks a level: node, name, bag record
+        EXPECT_FALSE(counting.Failed()) << "made in spite of failing allocation " << k;
+        counting.FailAt(0);  // the comparison has memory of its own; the sweep ends here
+        EXPECT_TRUE(TavPropertiesEqual(&copy, bag));
+        TavPropertiesDestruct(&copy);
+    });
+    EXPECT_GE(points, 600u);  // three blocks a level: node, name, bag record
 }
 
 // ---- destruction and its listeners ----------------------------------------------
@@ -171,23 +139,14 @@ void Record(const TavPropertyListener* l, TavProperties*, const TavString* name,
     }
 }
 
-void Listen(TavProperties* bag, TavPropertyListenerTrigger trigger, Events* events) {
-    TavPropertyListener l;
-    TavPropertyListenerConstructCStr(&l, trigger, nullptr, Record, events, TavAllocatorGetDefault());
-    ASSERT_TRUE(TavPropertiesAddListener(bag, &l));
-    TavPropertyListenerDestruct(&l);
-}
-
 TEST(Depth, DestructionTellsNestedListenersBetweenTheOuterBeforeAndAfter) {
     Events events;
     TavProperties bag;
     TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
     ASSERT_TRUE(TavPropertiesSetIntValueCStr(&bag, "n.m.x", 1, TAV_TRUE));
     ASSERT_TRUE(TavPropertiesSetIntValueCStr(&bag, "z", 1, TAV_TRUE));
-    for (TavProperties* b : {&bag, Nested(&bag, "n"), Nested(&bag, "n.m")}) {
-        Listen(b, kBefore, &events);
-        Listen(b, kAfter, &events);
-    }
+    for (TavProperties* b : {&bag, Nested(&bag, "n"), Nested(&bag, "n.m")})
+        ASSERT_TRUE(Listen(b, &Record, &events));
     TavPropertiesDestruct(&bag);
     const std::vector<std::string> expected = {"B n", "B m", "B x", "A x", "A m",
                                                "A n", "B z", "A z"};
@@ -200,7 +159,7 @@ TEST(Depth, DestructionEndsWhenAnAfterListenerAddsEveryRemovedEntryAgain) {
     TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
     for (const char* name : {"a", "b", "c"}) TavPropertiesSetIntValueCStr(&bag, name, 1, TAV_TRUE);
     events.readd = &bag;
-    Listen(&bag, kAfter, &events);
+    ASSERT_TRUE(Listen(&bag, &Record, &events, nullptr, {kAfter}));
     TavPropertiesDestruct(&bag);
     // A bag tells as many removals as it held at the start (here "a" comes
     // back in front each time); what listeners add beyond that goes unheard.
@@ -211,30 +170,25 @@ TEST(Depth, DestructionEndsWhenAnAfterListenerAddsEveryRemovedEntryAgain) {
 
 // The bag as the one-line reader's syntax would not show it, but comparably.
 std::string Json(const TavProperties* bag) {
-    TavString s;
-    TavStringConstructDefault(&s, TavAllocatorGetDefault());
-    TavPropertiesToJson(bag, &s);
-    std::string text = TavStringCStr(&s);
-    TavStringDestruct(&s);
-    return text;
+    return texttest::Written([&](TavString* s) { return TavPropertiesToJson(bag, s); });
 }
 
 // Runs op on a bag and on a twin, with the source a nested bag of the bag
 // itself in the first case and an independent copy of it in the second.
 void ExpectSameAsWithACopy(const std::function<void(TavProperties*, const TavProperties*)>& op) {
     Bag bag, twin;
-    for (TavProperties* b : {&bag, &twin}) {
+    for (TavProperties* b : {bag.get(), twin.get()}) {
         TavPropertiesSetIntValueCStr(b, "n.n.x", 1, TAV_TRUE);
         TavPropertiesSetStringCStrValueCStr(b, "n.y", "s", TAV_TRUE);
         TavPropertiesSetIntValueCStr(b, "n.n", 5, TAV_TRUE);
         TavPropertiesSetIntValueCStr(b, "z", 2, TAV_TRUE);
     }
     TavProperties copy;
-    TavPropertiesConstructCopy(&copy, Nested(&twin, "n"));
-    op(&twin, &copy);
+    TavPropertiesConstructCopy(&copy, Nested(twin, "n"));
+    op(twin, &copy);
     TavPropertiesDestruct(&copy);
-    op(&bag, Nested(&bag, "n"));
-    EXPECT_EQ(Json(&bag), Json(&twin));
+    op(bag, Nested(bag, "n"));
+    EXPECT_EQ(Json(bag), Json(twin));
 }
 
 TEST(Aliasing, MergeAndAssignFromTheTargetsOwnNestedBagActAsWithACopy) {
@@ -251,22 +205,20 @@ TEST(Aliasing, MergeAndAssignFromTheTargetsOwnNestedBagActAsWithACopy) {
 }
 
 TEST(Aliasing, AValueAssignedFromItsOwnElementTakesItsContent) {
-    TavPropertyValue v;
-    BuildNestedVectors(&v, 3);  // [[[[7]]]]
+    Bag bag;
+    PutVectorChain(bag, "v", 4, texttest::Int(7));  // [[[[7]]]]
+    TavPropertyValue* v = TavPropertiesGetPropertyCStr(bag, "v");
     TavPropertyValue expected;
-    TavPropertyValueConstructCopy(&expected, TavVector_TavPropertyValueAtConst(TavPropertyValueGetVector(&v), 0));
+    TavPropertyValueConstructCopy(&expected, v->u.vec.begin);
     // Same kind: a vector from its own first element.
-    ASSERT_NE(TavPropertyValueAssign(&v, TavVector_TavPropertyValueAtConst(TavPropertyValueGetVector(&v), 0)), nullptr);
-    EXPECT_TRUE(TavPropertyValueEqual(&v, &expected));
+    ASSERT_NE(TavPropertyValueAssign(v, v->u.vec.begin), nullptr);
+    EXPECT_TRUE(TavPropertyValueEqual(v, &expected));
     TavPropertyValueDestruct(&expected);
     // Another kind: the vector becomes its deepest element, an Int.
-    const TavPropertyValue* inner = &v;
-    while (TavPropertyValueGetVector(inner) != nullptr) {
-        inner = TavVector_TavPropertyValueAtConst(TavPropertyValueGetVector(inner), 0);
-    }
-    ASSERT_NE(TavPropertyValueAssign(&v, inner), nullptr);
-    EXPECT_EQ(*TavPropertyValueGetInt(&v), 7);
-    TavPropertyValueDestruct(&v);
+    const TavPropertyValue* inner = v;
+    while (TavPropertyValueGetVector(inner) != nullptr) inner = inner->u.vec.begin;
+    ASSERT_NE(TavPropertyValueAssign(v, inner), nullptr);
+    EXPECT_EQ(*TavPropertyValueGetInt(v), 7);
 }
 
 void ReadNewValue(const TavPropertyListener* l, TavProperties*, const TavString*,
@@ -276,15 +228,13 @@ void ReadNewValue(const TavPropertyListener* l, TavProperties*, const TavString*
 
 TEST(Aliasing, SettingAnEntryFromAValueInsideItTellsAfterListenersALiveValue) {
     Bag bag;
-    TavPropertiesSetIntValueCStr(&bag, "n.x", 3, TAV_TRUE);
+    TavPropertiesSetIntValueCStr(bag, "n.x", 3, TAV_TRUE);
     TavPropertyValueType seen = TAV_PROPERTYVALUE_TYPE_Bool;
-    TavPropertyListener l;
-    TavPropertyListenerConstructCStr(&l, kAfter, "n", ReadNewValue, &seen, TavAllocatorGetDefault());
-    TavPropertiesAddListener(&bag, &l);
-    TavPropertyListenerDestruct(&l);
-    EXPECT_TRUE(TavPropertiesSetPropertyCStr(&bag, "n", TavPropertiesGetPropertyAtPathCStr(&bag, "n.x")));
+    ASSERT_TRUE(Listen(bag, ReadNewValue, &seen, "n", {kAfter}));
+    EXPECT_TRUE(
+        TavPropertiesSetPropertyCStr(bag, "n", TavPropertiesGetPropertyAtPathCStr(bag, "n.x")));
     EXPECT_EQ(seen, TAV_PROPERTYVALUE_TYPE_Int);
-    EXPECT_EQ(*TavPropertiesGetIntValueCStr(&bag, "n"), 3);
+    EXPECT_EQ(*TavPropertiesGetIntValueCStr(bag, "n"), 3);
 }
 
 // ---- listeners that break the rules ---------------------------------------------------
@@ -330,25 +280,16 @@ TEST(Reentrancy, BeforeListenersThatRemoveTheEntryInProgressMakeTheOperationFail
         tavtest::CountingAllocator counting;
         {
             Bag bag(counting);
-            TavPropertiesSetIntValueCStr(&bag, "a", 1, TAV_TRUE);
-            TavPropertiesSetIntValueCStr(&bag, "n.x", 1, TAV_TRUE);
-            TavVector_TavPropertyValue vec;
-            TavVector_TavPropertyValueConstructDefault(&vec, counting);
-            TavPropertyValue one;
-            TavPropertyValueConstructInt(&one, 1, TAV_TRUE);
-            TavVector_TavPropertyValuePushBack(&vec, &one);
-            TavPropertiesSetVectorValueCStr(&bag, "v", &vec, TAV_TRUE);
-            TavVector_TavPropertyValueDestruct(&vec);
-            Hostile hostile{&bag, c.removes};
-            TavProperties* target = *c.listenOn ? Nested(&bag, c.listenOn) : &bag;
-            TavPropertyListener l;
-            TavPropertyListenerConstructCStr(&l, kBefore, nullptr, RemoveInBefore, &hostile, counting);
-            TavPropertiesAddListener(target, &l);
-            TavPropertyListenerDestruct(&l);
-            EXPECT_FALSE(c.op(&bag));
+            TavPropertiesSetIntValueCStr(bag, "a", 1, TAV_TRUE);
+            TavPropertiesSetIntValueCStr(bag, "n.x", 1, TAV_TRUE);
+            bag.Put("v", texttest::Vec({texttest::Int(1)}, counting));
+            Hostile hostile{bag, c.removes};
+            TavProperties* target = *c.listenOn ? Nested(bag, c.listenOn) : bag;
+            ASSERT_TRUE(Listen(target, RemoveInBefore, &hostile, nullptr, {kBefore}));
+            EXPECT_FALSE(c.op(bag));
             EXPECT_TRUE(hostile.struck);
-            EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(&bag, c.removes), nullptr);
-            EXPECT_TRUE(TavPropertiesSetIntValueCStr(&bag, "still", 1, TAV_TRUE));
+            EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(bag, c.removes), nullptr);
+            EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, "still", 1, TAV_TRUE));
         }
         EXPECT_EQ(counting.liveBlocks(), 0u);
     }

@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <limits>
 #include <string>
-#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -13,20 +12,9 @@ namespace {
 
 using namespace texttest;
 
-// The writer's text, or "FAILED" when it returned NULL leaving the caller's
-// string alone. Deep trees are written on a small stack.
+// The writer's text, or "FAILED" (see Written).
 std::string Json(TavProperties* bag) {
-    TavString json;
-    TavStringConstructCStr(&json, "kept", TavAllocatorGetDefault());
-    const TavString* result = nullptr;
-    OnSmallStack([&] { result = TavPropertiesToJson(bag, &json); });
-    const std::string text = Text(&json);
-    TavStringDestruct(&json);
-    if (result != &json) {  // a failure leaves the string as it was
-        EXPECT_EQ(result, nullptr);
-        EXPECT_EQ(text, "kept");
-    }
-    return result ? text : "FAILED";
+    return Written([&](TavString* s) { return TavPropertiesToJson(bag, s); });
 }
 
 std::string Member(const std::string& word, const std::string& value) {
@@ -98,30 +86,20 @@ TEST(JsonWriter, PointerKindsWriteTheAddressTheyReachInQuotes) {
     TavWeakPtr_voidDestruct(&wp);
 }
 
-TEST(JsonWriter, WritesSixtyThreeLevelsBelowTheTopBagVectorsNotCounting) {
-    Bag fits, deep, deepInVectors;
-    fits.Put("v", Vec({Vec({Vec({Chain(63)})})}));
-    EXPECT_NE(Json(fits).find(R"("x":{"type":"int","value":1})"), std::string::npos);
-    EXPECT_EQ(Json(deep.Put("a", Int(1)).Put("n", Chain(64))), "FAILED");
-    EXPECT_EQ(Json(deepInVectors.Put("v", Vec({Vec({Chain(64)})}))), "FAILED");
-    // The failure unlocked every bag on its way out: another thread can take the top one.
-    TavMutex* top = &static_cast<TavProperties*>(deep)->mutex;
-    std::thread([top] { ASSERT_EQ(pthread_mutex_trylock(top), 0); TavMutexUnlock(top); }).join();
-}
-
 // The walk keeps its place in memory of its own, not on the thread's stack:
-// vectors nest as deep as that memory goes, bags still stop at 63.
-TEST(JsonWriter, WritesVectorsNestedAtAnyDepthAndStillFailsPastSixtyThreeBags) {
-    Bag vectors, chain, fits, tooDeep;
+// vectors nest as deep as that memory goes and do not count as levels, bags
+// stop at 63 below the top one; a failure unlocks every bag on its way out.
+TEST(JsonWriter, WritesVectorsNestedAtAnyDepthAndSixtyThreeLevelsOfBags) {
+    Bag vectors, chain, deep, fits, tooDeep;
     PutVectorChain(vectors, "v", kDeep, Int(1));
-    std::string expected = "{\"v\":";
-    for (std::size_t i = 0; i < kDeep; ++i) expected += R"({"type":"vector","value":[)";
-    expected += Member("int", "1");
-    for (std::size_t i = 0; i < kDeep; ++i) expected += "]}";
-    EXPECT_EQ(Json(vectors), expected + "}");
+    EXPECT_EQ(Json(vectors), "{\"v\":" + Repeat(R"({"type":"vector","value":[)", kDeep) +
+                                 Member("int", "1") + Repeat("]}", kDeep) + "}");
+    EXPECT_EQ(Json(deep.Put("a", Int(1)).Put("n", Chain(64))), "FAILED");
     PutChain(chain, kDeep);
     EXPECT_EQ(Json(chain), "FAILED");
-    EXPECT_TRUE(Unlocked(ChainBag(chain, 63)));
+    for (std::size_t depth : {std::size_t{0}, std::size_t{63}}) {
+        EXPECT_TRUE(Unlocked(ChainBag(chain, depth))) << depth;
+    }
     PutVectorChain(fits, "v", kDeep, Chain(63));
     EXPECT_NE(Json(fits).find(R"("x":{"type":"int","value":1})"), std::string::npos);
     PutVectorChain(tooDeep, "v", kDeep, Chain(64));
@@ -136,15 +114,9 @@ TEST(JsonWriter, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothi
     bag.Put("n", Nested(inner.Put("s", Str("a\"b\"", alloc))));
     bag.Put("v", Vec({Str("\"q", alloc), Nested(empty)}, alloc));
     PutVectorChain(bag, "w", 40, Str("\"deep\"", alloc), alloc);
-    const std::string expected = Json(bag);
-    TavString json;
-    TavStringConstructCStr(&json, "kept", alloc);
-    EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
-        const TavString* result = TavPropertiesToJson(bag, &json);
-        EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
-        EXPECT_EQ(Text(&json), result ? expected : "kept") << k;
-    }), 5u);  // the allocator reports any block left when the test ends
-    TavStringDestruct(&json);
+    EXPECT_GE(SweepWriteFailures(alloc, Json(bag),
+                                 [&](TavString* s) { return TavPropertiesToJson(bag, s); }),
+              5u);
 }
 
 }  // namespace

@@ -22,13 +22,6 @@ namespace {
 
 using namespace texttest;
 
-TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0) {
-    TavJsonOptions o{};
-    o.style = style;
-    o.indent = indent;
-    return o;
-}
-
 std::string Write(const TavProperties* bag, const TavJsonOptions& o) {
     TavString out;
     TavStringConstructDefault(&out, TavPropertiesGetAllocator(bag));

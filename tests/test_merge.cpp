@@ -5,27 +5,11 @@
 #include <string>
 
 #include "CountingAllocator.hpp"
+#include "text_support.hpp"
 
 namespace {
 
-std::string Show(const TavProperties* bag);
-
-// Ints, 'strings', nested bags as {name=value,...}, vectors (of 1s) as [length].
-std::string Show(const TavPropertyValue* v) {
-    if (const TavInt* i = TavPropertyValueGetInt(v)) return std::to_string(*i);
-    if (const TavString* s = TavPropertyValueGetString(v)) return std::string("'") + s->buf + "'";
-    if (const TavProperties* p = TavPropertyValueGetProperties(v)) return Show(p);
-    return "[" + std::to_string(TavVector_TavPropertyValueSize(TavPropertyValueGetVector(v))) + "]";
-}
-
-std::string Show(const TavProperties* bag) {
-    std::string text = "{";
-    for (auto it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
-         it != TavMap_TavString__TavPropertyValueEndConst(&bag->map);
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
-        text += std::string(it->value.first.buf) + "=" + Show(&it->value.second) + ",";
-    return text + "}";
-}
+using namespace texttest;
 
 // The allocator reports any block still live when the test ends.
 struct Merge : ::testing::Test {
@@ -57,7 +41,7 @@ struct Merge : ::testing::Test {
 TEST_F(Merge, SourceEntriesReplaceWhatTheTargetLetsGoAndNestedBagsMergeEntryByEntry) {
     FillX();
     EXPECT_EQ(TavPropertiesMerge(&x, &y), &x);
-    EXPECT_EQ(Show(&x), "{a='x',n={p=0,q=2,},}");
+    EXPECT_EQ(Show(&x), "a=s:x;n={p=i:0;q=i:2}");
     ASSERT_TRUE(TavPropertiesSetStringCStrValueCStr(&x, "b", "x", TAV_FALSE));
     ASSERT_TRUE(TavPropertiesAddPropertiesValueCStr(&x, "frozen", &y, TAV_FALSE));  // empty
     Int(&x, "m.p", 0, false);
@@ -65,7 +49,8 @@ TEST_F(Merge, SourceEntriesReplaceWhatTheTargetLetsGoAndNestedBagsMergeEntryByEn
     for (const char* path : {"a", "b", "n.p", "m.p", "frozen.p", "new.deep.p"}) Int(&y, path, 1);
     Ones(&y, "v", 1);
     EXPECT_EQ(TavPropertiesMerge(&x, &y), &x);  // a refused set is no failure
-    EXPECT_EQ(Show(&x), "{a=1,b='x',frozen={},m={p=0,},n={p=1,q=2,},new={deep={p=1,},},v=[1],}");
+    EXPECT_EQ(Show(&x),
+              "a=i:1;b=s~x;frozen={}~;m={p=i~0};n={p=i:1;q=i:2};new={deep={p=i:1}};v=[i:1]");
 }
 
 TEST_F(Merge, SixtyThreeLevelsMergeAndOneMoreFailsKeepingEarlierEntries) {
@@ -85,7 +70,8 @@ TEST_F(Merge, FailedAllocationsKeepWhatWasMergedAndLeakNothing) {
     for (const char* path : {"a", "n.p", "n.r"}) Int(&y, path, 1);
     Ones(&y, "v", 1);
     // Each entry old or new; n also merged without r.
-    const std::regex partlyMerged(R"(\{a=('x'|1),n=\{(p=0,q=2,|p=1,q=2,(r=1,)?)\},(v=\[1\],)?\})");
+    const std::regex partlyMerged(
+        R"(a=(s:x|i:1);n=\{(p=i:0;q=i:2|p=i:1;q=i:2(;r=i:1)?)\}(;v=\[i:1\])?)");
     FillX();
     EXPECT_GT(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         const bool merged = TavPropertiesMerge(&x, &y) == &x, hit = alloc.Failed();
@@ -95,7 +81,7 @@ TEST_F(Merge, FailedAllocationsKeepWhatWasMergedAndLeakNothing) {
         }
         EXPECT_TRUE(std::regex_match(Show(&x), partlyMerged)) << Show(&x) << " at " << k;
         if (!hit) {
-            EXPECT_EQ(Show(&x), "{a=1,n={p=1,q=2,r=1,},v=[1],}");
+            EXPECT_EQ(Show(&x), "a=i:1;n={p=i:1;q=i:2;r=i:1};v=[i:1]");
         }
         TavPropertiesDestruct(&x);  // the failing allocation, if any, is spent by now
         TavPropertiesConstructDefault(&x, alloc);
@@ -115,11 +101,7 @@ TEST_F(Merge, ASnapshotOfTheSourceMergesLikeTheSourceAndTellsItsListenersNothing
     Int(&y, "n.r", 1);
     Ones(&y, "v", 2);
     int heard = 0;
-    TavPropertyListener l;
-    TavPropertyListenerConstructCStr(&l, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr, &Count,
-                                     &heard, alloc);
-    ASSERT_TRUE(TavPropertiesAddListener(&y, &l));
-    TavPropertyListenerDestruct(&l);
+    ASSERT_TRUE(Listen(&y, &Count, &heard, nullptr, {kBefore}));
     EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         TavProperties snapshot;
         const bool ok = TavPropertiesConstructSnapshot(&snapshot, &y) == &snapshot;
@@ -131,7 +113,7 @@ TEST_F(Merge, ASnapshotOfTheSourceMergesLikeTheSourceAndTellsItsListenersNothing
         EXPECT_EQ(TavPropertiesMerge(&x, &snapshot), &x);
         TavPropertiesDestruct(&snapshot);
     }), 3u);
-    EXPECT_EQ(Show(&x), "{a='x',n={p=0,q=2,r=1,},v=[2],}");
+    EXPECT_EQ(Show(&x), "a=s:x;n={p=i:0;q=i:2;r=i:1};v=[i:1,i:1]");
     EXPECT_EQ(heard, 0);
     TavPropertiesDestruct(&y);  // while heard lives; the listener hears y's own two entries go
     EXPECT_EQ(heard, 2);

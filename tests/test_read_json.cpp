@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <charconv>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -11,81 +10,6 @@
 namespace {
 
 using namespace texttest;
-
-std::string Show(const TavProperties* bag);
-
-std::string Num(double f) {
-    char buf[40];
-    *std::to_chars(buf, buf + 39, f).ptr = 0;
-    return buf;
-}
-
-// A value as "kind:payload", "~" after the kind when it is not settable.
-std::string Show(const TavPropertyValue& v) {
-    std::string ro = v.settable ? ":" : "~";
-    switch (v.type) {
-        case TAV_PROPERTYVALUE_TYPE_Bool:
-            return "b" + ro + (v.u.b ? "1" : "0");
-        case TAV_PROPERTYVALUE_TYPE_Int:
-            return "i" + ro + std::to_string(v.u.i);
-        case TAV_PROPERTYVALUE_TYPE_Int16:
-            return "i16" + ro + std::to_string(v.u.i16);
-        case TAV_PROPERTYVALUE_TYPE_Int64:
-            return "i64" + ro + std::to_string(v.u.i64);
-        case TAV_PROPERTYVALUE_TYPE_Uint:
-            return "u" + ro + std::to_string(v.u.ui);
-        case TAV_PROPERTYVALUE_TYPE_Uint16:
-            return "u16" + ro + std::to_string(v.u.ui16);
-        case TAV_PROPERTYVALUE_TYPE_Uint64:
-            return "u64" + ro + std::to_string(v.u.ui64);
-        case TAV_PROPERTYVALUE_TYPE_SizeT:
-            return "sz" + ro + std::to_string(v.u.sz);
-        case TAV_PROPERTYVALUE_TYPE_Float32:
-            return "f32" + ro + Num(v.u.f32);
-        case TAV_PROPERTYVALUE_TYPE_Float64:
-            return "f64" + ro + Num(v.u.f64);
-        case TAV_PROPERTYVALUE_TYPE_Time:
-            return "t" + ro + std::to_string(v.u.t);
-        case TAV_PROPERTYVALUE_TYPE_Resolution:
-            return "res" + ro + std::to_string(v.u.res.width) + "x" +
-                   std::to_string(v.u.res.height);
-        case TAV_PROPERTYVALUE_TYPE_MediaFormat:
-            return "fmt" + ro + std::string(reinterpret_cast<const char*>(&v.u.fmt), 4);
-        case TAV_PROPERTYVALUE_TYPE_VoidPtr:
-            return v.u.vp == nullptr ? "null" + ro : "ptr?";
-        case TAV_PROPERTYVALUE_TYPE_String:
-            return "s" + ro + Text(&v.u.s);
-        case TAV_PROPERTYVALUE_TYPE_Properties:
-            return "{" + Show(v.u.p) + "}" + (v.settable ? "" : "~");
-        case TAV_PROPERTYVALUE_TYPE_Vector: {
-            std::string out = "[";
-            for (const TavPropertyValue* e = v.u.vec.begin; e != v.u.vec.end; ++e)
-                out += (e == v.u.vec.begin ? "" : ",") + Show(*e);
-            return out + "]" + (v.settable ? "" : "~");
-        }
-        default:
-            return "?";
-    }
-}
-
-// "name=value;..." in name order.
-std::string Show(const TavProperties* bag) {
-    std::string out;
-    for (auto it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
-         it != TavMap_TavString__TavPropertyValueEndConst(&bag->map);
-         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
-        out += (out.empty() ? "" : ";") + Text(&it->value.first) + "=" + Show(it->value.second);
-    return out;
-}
-
-TavJsonOptions Options(TavJsonStyle style, bool readOnly = false, TavSizeT maxDepth = 0) {
-    TavJsonOptions o;
-    std::memset(&o, 0, sizeof o);
-    o.style = style;
-    o.readOnly = readOnly;
-    o.maxDepth = maxDepth;
-    return o;
-}
 
 bool Read(TavProperties* bag, const std::string& text, TavTextError* error = nullptr,
           const TavJsonOptions* options = nullptr) {
@@ -211,7 +135,7 @@ TEST(ReadJsonPlain, NamesNullsDuplicatesAndReadOnly) {
         bag, "{\"a.b\":1,\"c[0]\":2,\"\":3,\"n\\u0000m\":4,\"z\":null,\"d\":1,\"d\":\"last\"}"));
     EXPECT_EQ(Show(bag), "=i64:3;a.b=i64:1;c[0]=i64:2;d=s:last;n\0m=i64:4"s);
     Bag ro;
-    const TavJsonOptions options = Options(TAV_JSON_PLAIN, true);
+    const TavJsonOptions options = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_REPLACE, true);
     ASSERT_TRUE(Read(ro, "{\"a\":1,\"b\":{\"c\":[\"x\",null]}}", nullptr, &options));
     EXPECT_EQ(Show(ro), "a=i64~1;b={c=[s~x,null~]~}");
 }
@@ -219,11 +143,12 @@ TEST(ReadJsonPlain, NamesNullsDuplicatesAndReadOnly) {
 // ---- typed style -------------------------------------------------------------
 
 TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
+    const char *const ptr = "pointer kinds can't be read", *const word = "unknown type word";
     // clang-format off
     struct Case {
         const char* type;
         const char* value;
-        const char* shown;  // null: refused
+        const char* shown;  // null, ptr or word: refused (with that message)
     } cases[] = {
         {"bool", "true", "b:1"}, {"bool", "1", nullptr},
         {"int", "-2147483648", "i:-2147483648"}, {"int", "2147483648", nullptr}, {"int", "1.0", nullptr},
@@ -247,9 +172,10 @@ TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
         {"properties", "[]", nullptr}, {"vector", "[]", "[]"},
         {"vector", "[{\"type\":\"uint16\",\"value\":1},{\"value\":\"s\",\"type\":\"string\"}]", "[u16:1,s:s]"},
         {"vector", "[1]", nullptr}, {"vector", "{}", nullptr}, {"int", "null", nullptr},
-        {"ptr", "\"0\"", nullptr}, {"shared_ptr", "\"0\"", nullptr}, {"weak_ptr", "\"0\"", nullptr},
-        {"wrapper", "\"0\"", nullptr}, {"shared_ptr(Foo)", "\"0\"", nullptr}, {"weak_ptr(x)", "\"0\"", nullptr},
-        {"Int", "1", nullptr}, {"int8", "1", nullptr},
+        {"ptr", "\"0\"", ptr}, {"shared_ptr", "\"0\"", ptr}, {"weak_ptr", "\"0\"", ptr}, {"wrapper", "\"0\"", ptr},
+        {"shared_ptr(Foo)", "\"0\"", ptr}, {"weak_ptr(a::B)", "\"0\"", ptr}, {"shared_ptr()", "\"0\"", ptr},
+        {"Int", "1", word}, {"int8", "1", word}, {"int(x)", "\"0\"", word}, {"wrapper(x)", "\"0\"", word},
+        {"ptr)", "\"0\"", word},
     };
     // clang-format on
     const TavJsonOptions typed = Options(TAV_JSON_TYPED);
@@ -262,10 +188,13 @@ TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
             Bag bag;
             TavTextError error{};
             const bool read = Read(bag, text, &error, &typed);
-            EXPECT_EQ(read, c.shown != nullptr) << text << " " << (read ? "" : error.message);
-            const std::string expected =
-                c.shown ? "member=" + std::string(c.shown) + ";ok=b:1" : "";
-            EXPECT_EQ(Show(bag), expected) << text;
+            const bool refused = !c.shown || c.shown == ptr || c.shown == word;
+            EXPECT_EQ(read, !refused) << text << " " << (read ? "" : error.message);
+            EXPECT_EQ(Show(bag), refused ? "" : "member=" + std::string(c.shown) + ";ok=b:1")
+                << text;
+            if (refused && c.shown) {
+                EXPECT_STREQ(error.message, c.shown) << text;
+            }
             // A refused value points at its member and names it.
             if (!read && std::strcmp(error.message, "a typed value must be an object") != 0) {
                 EXPECT_EQ(error.offset, text.find("\"member\"")) << text << " " << error.message;
@@ -307,22 +236,6 @@ TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
     EXPECT_EQ(error.offset, element.find("[{") + 1);
     EXPECT_EQ(error.member, nullptr);
     EXPECT_EQ(error.memberSize, 0u);
-    // Every word a writer gives a pointer kind is refused as one; near misses are unknown.
-    const struct {
-        const char* word;
-        bool pointer;
-    } words[] = {{"ptr", true},           {"shared_ptr", true},      {"weak_ptr", true},
-                 {"wrapper", true},       {"shared_ptr(Foo)", true}, {"weak_ptr(a::B)", true},
-                 {"shared_ptr()", true},  {"int(x)", false},         {"wrapper(x)", false},
-                 {"ptr)", false}};
-    for (const auto& w : words) {
-        const std::string one =
-            std::string("{\"p\":{\"type\":\"") + w.word + "\",\"value\":\"0\"}}";
-        ASSERT_FALSE(Read(bag, one, &error, &typed)) << w.word;
-        EXPECT_STREQ(error.message,
-                     w.pointer ? "pointer kinds can't be read" : "unknown type word")
-            << w.word;
-    }
 }
 
 // The fixed-form writer's text is valid JSON when no string needs more than
@@ -354,47 +267,24 @@ TEST(ReadJsonTyped, ReadsBackTheFixedFormWriter) {
 
 // ---- the target bag ------------------------------------------------------------
 
-std::vector<std::string>* g_events;
-
-void Log(const TavPropertyListener* l, TavProperties*, const TavString* name,
-         const TavPropertyValue* o, const TavPropertyValue* n) {
-    const bool before = TavPropertyListenerGetTrigger(l) == TAV_PROPERTYLISTENER_TRIGGER_Before;
-    g_events->push_back((before ? "B " : "A ") + Text(name) + " " + (o ? Show(*o) : "-") + " " +
-                        (n ? Show(*n) : "-"));
-}
-
-void Listen(TavProperties* bag) {
-    for (auto trigger : {TAV_PROPERTYLISTENER_TRIGGER_Before, TAV_PROPERTYLISTENER_TRIGGER_After}) {
-        TavPropertyListener l;
-        TavPropertyListenerConstructCStr(&l, trigger, nullptr, &Log, nullptr,
-                                         TavAllocatorGetDefault());
-        EXPECT_TRUE(TavPropertiesAddListener(bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
-}
-
 TEST(ReadJsonTarget, ExistingEntriesAreSetAndListenersHearEachMember) {
-    std::vector<std::string> events;
-    g_events = &events;
+    Lines events;
     Bag bag;
     TavPropertyValue fixed;
     TavPropertyValueConstructInt(&fixed, 7, TAV_FALSE);
     bag.Put("a", Int(1)).Put("keep", fixed).Put("n", Str("old"));
-    Listen(bag);
+    Listen(bag, &Record, &events);
     ASSERT_TRUE(Read(bag, "{\"n\":2,\"keep\":8,\"a\":\"s\",\"new\":[true]}"));
     EXPECT_EQ(Show(bag), "a=s:s;keep=i~7;n=i64:2;new=[b:1]");
-    const std::vector<std::string> expected = {
-        "B a i:1 s:s",     "A a s:s s:s",   "B keep i~7 i64:8", "B n s:old i64:2",
-        "A n i64:2 i64:2", "B new - [b:1]", "A new - [b:1]"};
-    EXPECT_EQ(events, expected);
+    EXPECT_EQ(events, (Lines{"B a i:1/s:s", "A a s:s/s:s", "B keep i~7/i64:8", "B n s:old/i64:2",
+                             "A n i64:2/i64:2", "B new -/[b:1]", "A new -/[b:1]"}));
 }
 
 TEST(ReadJsonTarget, AFailedTextLeavesTheBagAndItsListenersAlone) {
-    std::vector<std::string> events;
-    g_events = &events;
+    Lines events;
     Bag bag;
     bag.Put("a", Int(1));
-    Listen(bag);
+    Listen(bag, &Record, &events);
     const TavJsonOptions typed = Options(TAV_JSON_TYPED);
     for (const char* text : {"{\"a\":2,\"b\":{\"c\":[1,2,3]},\"z\":01}", "{\"a\":2,\"b\":3} x"}) {
         EXPECT_FALSE(Read(bag, text));
@@ -420,7 +310,7 @@ TEST(ReadJsonTarget, DeepNestingStopsAtTheLimitWithoutRecursion) {
     EXPECT_EQ(error.offset, 5u + 9999u);  // the top object is the first level
     EXPECT_TRUE(Read(bag, NestedArrays(9999)));
     Bag fresh;  // an empty target: only the read itself is measured here
-    const TavJsonOptions high = Options(TAV_JSON_PLAIN, false, 200000);
+    const TavJsonOptions high = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_REPLACE, false, 200000);
     ASSERT_TRUE(Read(fresh, deep, nullptr, &high));
     std::size_t levels = 0;
     for (const TavPropertyValue* v = TavPropertiesGetPropertyCStr(fresh, "a");
@@ -428,7 +318,7 @@ TEST(ReadJsonTarget, DeepNestingStopsAtTheLimitWithoutRecursion) {
          v = v->u.vec.begin)
         ++levels;
     EXPECT_EQ(levels, 99999u);
-    const TavJsonOptions two = Options(TAV_JSON_PLAIN, false, 2);
+    const TavJsonOptions two = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_REPLACE, false, 2);
     EXPECT_TRUE(Read(bag, "{\"a\":[]}", nullptr, &two));
     EXPECT_FALSE(Read(bag, "{\"a\":[[]]}", nullptr, &two));
 }
@@ -490,15 +380,14 @@ TEST(ReadJsonMemory, EveryFailedAllocationLeavesTheBagUntouched) {
 TEST(ReadJsonMemory, ALackOfMemoryWhileSettingKeepsTheMembersBeforeIt) {
     const std::string text = "{\"c\":[3],\"a\":1,\"b\":\"a string long enough\"}";
     const std::string prefixes[] = {"", "a=i64:1", "a=i64:1;b=s:a string long enough"};
-    std::vector<std::string> events;
-    g_events = &events;
+    Lines events;
     for (const bool listened : {true, false}) {
         tavtest::CountingAllocator alloc;
         std::size_t partial = 0;
         tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
             alloc.FailAt(0);
             Bag bag(alloc);
-            if (listened) Listen(bag);
+            if (listened) Listen(bag, &Record, &events);
             alloc.FailAt(k);  // counted from the read on
             TavTextError error{};
             if (Read(bag, text, &error)) return;

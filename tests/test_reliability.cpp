@@ -14,6 +14,7 @@
 
 #include "CountingAllocator.hpp"
 #include "Os/TavProperties.h"
+#include "text_support.hpp"
 
 namespace {
 
@@ -44,13 +45,7 @@ void CountEvent(const TavPropertyListener* l, TavProperties*, const TavString*, 
     ++(*static_cast<EventLog*>(TavPropertyListenerGetData(l)))[TavPropertyListenerGetTrigger(l)];
 }
 void Listen(TavProperties* bag, EventLog* log, const char* name = nullptr) {
-    for (auto trigger : {TAV_PROPERTYLISTENER_TRIGGER_Before, TAV_PROPERTYLISTENER_TRIGGER_After}) {
-        TavPropertyListener l;
-        TavPropertyListenerConstructCStr(&l, trigger, name, &CountEvent, log,
-                                         TavPropertiesGetAllocator(bag));
-        EXPECT_TRUE(TavPropertiesAddListener(bag, &l));
-        TavPropertyListenerDestruct(&l);
-    }
+    EXPECT_TRUE(texttest::Listen(bag, &CountEvent, log, name));
 }
 
 // A value of one of kKinds.
@@ -232,20 +227,30 @@ void Write(World& w, bool json) {
     EXPECT_TRUE(json || now.rfind("previous\n", 0) == 0) << "ToXml appends";
 }
 
+TavSizeT Listeners(const TavProperties* bag) {
+    return TavVector_TavPropertyListenerSize(&bag->listeners);
+}
+
+// A copy made has the entries and the listeners; a failure left nothing.
 void BagCopy(World& w) {
     w.Rich();
     const bool ok = w.Run([&] { return TavPropertiesConstructCopy(&w.other, &w.bag); });
-    EXPECT_TRUE(!ok || TavPropertiesEqual(w.Own(&w.other), &w.bag));  // a failure left nothing
+    if (!ok) return;
+    EXPECT_TRUE(TavPropertiesEqual(w.Own(&w.other), &w.bag));
+    EXPECT_EQ(Listeners(&w.other), Listeners(&w.bag));
 }
 
-// The listeners are assigned after the entries, which may thus be taken.
+// The listeners are assigned after the entries, which may thus be taken: a failure leaves the
+// old entries or the new ones; an assignment takes the source's listeners too.
 void BagAssign(World& w) {
     w.Rich();
     TavPropertiesConstructCopy(w.Own(&w.other), &w.bag);
     TavPropertiesSetIntValueCStr(&w.other, "extra", 1, TAV_TRUE);
+    Listen(&w.other, &w.logs[0], "extra");
     const bool ok = w.Run([&] { return TavPropertiesAssign(&w.bag, &w.other) == &w.bag; });
     EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.other) ||
                 (!ok && TavPropertiesEqual(&w.bag, &w.reference)));
+    EXPECT_TRUE(!ok || Listeners(&w.bag) == Listeners(&w.other));
 }
 
 void AllNames(World& w) {
@@ -293,6 +298,7 @@ void AssignValue(World& w, Kind from, Kind to) {
 void CopyOut(World& w, const char* path) {
     w.Rich();
     const bool ok = w.Run([&] { return TavPropertiesCopyPropertyAtPathCStr(&w.bag, path, &w.v); });
+    EXPECT_NE(ok, w.hit) << "a copy is whole or not made";
     const Value* stored = TavPropertiesGetPropertyAtPathCStrConst(&w.bag, path);
     EXPECT_TRUE(!ok || TavPropertyValueEqual(w.Own(&w.v, &TavPropertyValueDestruct), stored));
     EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.reference));
@@ -303,6 +309,7 @@ void CopyText(World& w) {
     TavStringConstructDefault(w.Own(&w.text, &TavStringDestruct), w.alloc);
     const bool ok =
         w.Run([&] { return TavPropertiesCopyStringValueCStr(&w.bag, "name", &w.text); });
+    EXPECT_NE(ok, w.hit);
     EXPECT_STREQ(TavStringCStr(&w.text), ok ? kText : "");
 }
 

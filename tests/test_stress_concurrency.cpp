@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Os/TavProperties.h"
+#include "text_support.hpp"
 
 namespace {
 
@@ -68,11 +69,7 @@ int Round(TavProperties* bag, std::atomic<int>* heard, int t, int r) {
 TEST(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
     TavProperties bag;
     TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
-    TavPropertyListener echo;
-    TavPropertyListenerConstructCStr(&echo, TAV_PROPERTYLISTENER_TRIGGER_After, "hits", &Echo,
-                                     nullptr, TavAllocatorGetDefault());
-    ASSERT_TRUE(TavPropertiesAddListener(&bag, &echo));
-    TavPropertyListenerDestruct(&echo);
+    ASSERT_TRUE(texttest::Listen(&bag, &Echo, nullptr, "hits", {texttest::kAfter}));
     std::vector<int> rounds(kWorkers, 0);
     std::atomic<int> wrong{0}, heard[kWorkers] = {};
     std::vector<std::thread> pool;

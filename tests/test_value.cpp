@@ -1,4 +1,4 @@
-// Values of every non-composite kind: copy, settable assignment, equality, and failure states.
+// Values of every kind: copy, settable assignment, equality, and failure states.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -54,17 +54,30 @@ protected:
         TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
         alias = sp;  // sp's count block for another object
         alias.ptr = &alias;
+        for (TavProperties* b : {&full, &empty}) TavPropertiesConstructDefault(b, alloc);
+        for (auto* v : {&list, &none}) TavVector_TavPropertyValueConstructDefault(v, alloc);
+        TavPropertiesSetStringCStrValueCStr(&full, "title", kLong, TAV_TRUE);
+        TavPropertiesSetIntValueCStr(&full, "width", 640, TAV_TRUE);
+        TavVector_TavPropertyValuePushBack(&list, TavPropertiesGetPropertyCStr(&full, "width"));
+        TavPropertyValue nested;
+        TavPropertyValueConstructProperties(&nested, &full, TAV_TRUE);
+        TavVector_TavPropertyValuePushBack(&list, &nested);
+        TavPropertyValueDestruct(&nested);
     }
     ~Value() override {
+        for (auto* v : {&list, &none}) TavVector_TavPropertyValueDestruct(v);
+        for (TavProperties* b : {&full, &empty}) TavPropertiesDestruct(b);
         TavWeakPtr_voidDestruct(&wp);
         TavSharedPtr_voidDestruct(&sp);
         EXPECT_EQ(g_live, 0) << "each wrapped object is destructed exactly once";
     }
 
     // The values that every constructor makes, one per kind in kind order, then a String from
-    // a C string; named and filled from `text`. A constructor that fails adds nothing.
-    std::vector<TavPropertyValue> OneOfEachKind(TavBool settable, const char* text,
-                                                const TavSharedPtr_void* shared) {
+    // a C string: named and filled from kLong, sp and the full bag and vector, or with `other`
+    // from "s", alias and the empty ones. A constructor that fails adds nothing.
+    std::vector<TavPropertyValue> OneOfEachKind(TavBool settable, bool other = false) {
+        const char* text = other ? "s" : kLong;
+        const TavSharedPtr_void* shared = other ? &alias : &sp;
         std::vector<TavPropertyValue> all;
         TavPropertyValue v;
         auto keep = [&](TavPropertyValue* made) { if (made == &v) all.push_back(v); };
@@ -84,6 +97,8 @@ protected:
         keep(TavPropertyValueConstructSharedPtr(&v, shared, text, settable, alloc));
         keep(TavPropertyValueConstructWeakPtr(&v, &wp, text, settable, alloc));
         keep(TavPropertyValueConstructWrapper(&v, &b, sizeof b, &kBlob, text, settable, alloc));
+        keep(TavPropertyValueConstructProperties(&v, other ? &empty : &full, settable));
+        keep(TavPropertyValueConstructVector(&v, other ? &none : &list, settable));
         keep(TavPropertyValueConstructStringCStr(&v, text, settable, alloc));
         return all;
     }
@@ -102,13 +117,16 @@ protected:
     int target = 0;
     TavSharedPtr_void sp, alias;
     TavWeakPtr_void wp;
+    TavProperties full, empty;              // {title: kLong, width: Int 640} and {}
+    TavVector_TavPropertyValue list, none;  // [640, {title, width}] and []
 };
 
 // Each kind assigned over a copy of each kind under every failure: x ends equal to y, else to a
-// false Bool across kinds or to its start within one; the non-settable y refuses every kind.
+// false Bool across kinds or within one to its start, or for a nested bag or vector its kind and
+// record, taken in part; the non-settable y refuses every kind.
 TEST_F(Value, EveryKindAssignsOverEveryKindOrLeavesTheRuledState) {
-    auto sources = OneOfEachKind(TAV_FALSE, kLong, &sp);
-    auto starts = OneOfEachKind(TAV_TRUE, "s", &alias);  // other objects of the same kinds
+    auto sources = OneOfEachKind(TAV_FALSE);
+    auto starts = OneOfEachKind(TAV_TRUE, true);  // other objects of the same kinds
     const TavPropertyValue no = Make(TavPropertyValueConstructBool, TAV_FALSE, TAV_TRUE);
     for (auto& y : sources) {
         TavPropertyValue copy;
@@ -121,9 +139,17 @@ TEST_F(Value, EveryKindAssignsOverEveryKindOrLeavesTheRuledState) {
             SweepFailures([&] {
                 TavPropertyValue x;
                 if (TavPropertyValueConstructCopy(&x, &start) == &x) {
+                    const TavProperties* record = TavPropertyValueGetProperties(&x);
                     const bool done = TavPropertyValueAssign(&x, &y) == &x;
-                    EXPECT_TRUE(TavPropertyValueEqual(
-                        &x, done ? &y : start.type == y.type ? &start : &no));
+                    const bool composite = y.type == TAV_PROPERTYVALUE_TYPE_Properties ||
+                                           y.type == TAV_PROPERTYVALUE_TYPE_Vector;
+                    if (!done && start.type == y.type && composite) {
+                        EXPECT_EQ(x.type, y.type);
+                        EXPECT_EQ(TavPropertyValueGetProperties(&x), record);
+                    } else {
+                        const TavPropertyValue* want = start.type == y.type ? &start : &no;
+                        EXPECT_TRUE(TavPropertyValueEqual(&x, done ? &y : want));
+                    }
                     EXPECT_TRUE(TavPropertyValueIsSettable(&x));
                     EXPECT_EQ(UseCount(sp), uses + !!TavPropertyValueGetSharedVoidPtr(&x));
                     EXPECT_EQ(WeakCount(sp), weaks + !!TavPropertyValueGetWeakVoidPtr(&x));
@@ -191,8 +217,8 @@ TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
 TEST_F(Value, FailedConstructorsLeaveNothing) {
     const std::size_t blocks = Live();
     SweepFailures([&] {
-        auto all = OneOfEachKind(TAV_TRUE, kLong, &sp);
-        EXPECT_EQ(all.size(), heap.Failed() || alloc.Failed() || g_failCopy ? 20u : 21u);
+        auto all = OneOfEachKind(TAV_TRUE);
+        EXPECT_EQ(all.size(), heap.Failed() || alloc.Failed() || g_failCopy ? 22u : 23u);
         for (auto& v : all) TavPropertyValueDestruct(&v);
         EXPECT_EQ(Live(), blocks);
     });

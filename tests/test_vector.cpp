@@ -193,32 +193,22 @@ TEST(ValueVector, NonSettableElementsRefuseShifts) {
 
 // ---- every exported vector, through the same algorithms -----------------------------------
 
-// The container operations of vector V as static members of a traits struct; makes Vec and
-// ConstructDefault, ConstructN, ConstructRange, ConstructCopy, Destruct, Assign, Swap, Size,
-// MaxSize, Capacity, PushBack, PopBack, Reserve, Resize, Clear, Insert, InsertN, InsertRange,
-// Erase, EraseRange.
-#define VECTOR_OPERATIONS(V)                                      \
-    using Vec = V;                                                \
-    static constexpr auto ConstructDefault = V##ConstructDefault; \
-    static constexpr auto ConstructN = V##ConstructN;             \
-    static constexpr auto ConstructRange = V##ConstructRange;     \
-    static constexpr auto ConstructCopy = V##ConstructCopy;       \
-    static constexpr auto Destruct = V##Destruct;                 \
-    static constexpr auto Assign = V##Assign;                     \
-    static constexpr auto Swap = V##Swap;                         \
-    static constexpr auto Size = V##Size;                         \
-    static constexpr auto MaxSize = V##MaxSize;                   \
-    static constexpr auto Capacity = V##Capacity;                 \
-    static constexpr auto PushBack = V##PushBack;                 \
-    static constexpr auto PopBack = V##PopBack;                   \
-    static constexpr auto Reserve = V##Reserve;                   \
-    static constexpr auto Resize = V##Resize;                     \
-    static constexpr auto Clear = V##Clear;                       \
-    static constexpr auto Insert = V##Insert;                     \
-    static constexpr auto InsertN = V##InsertN;                   \
-    static constexpr auto InsertRange = V##InsertRange;           \
-    static constexpr auto Erase = V##Erase;                       \
-    static constexpr auto EraseRange = V##EraseRange;
+// The container operations of vector V as static members of a traits struct: VECTOR_OPERATIONS
+// makes Vec and ConstructN, ConstructRange, ConstructCopy, Destruct, Assign, Swap, Size, MaxSize,
+// Capacity, PushBack, PopBack, Reserve, Resize, Clear, Insert, InsertN, InsertRange, Erase and
+// EraseRange, each through VECTOR_OPERATION.
+// clang-format off
+#define VECTOR_OPERATION(V, op) static constexpr auto op = V##op;
+#define VECTOR_OPERATIONS(V)                                                                      \
+    using Vec = V;                                                                                \
+    VECTOR_OPERATION(V, ConstructN) VECTOR_OPERATION(V, ConstructRange)                           \
+    VECTOR_OPERATION(V, ConstructCopy) VECTOR_OPERATION(V, Destruct) VECTOR_OPERATION(V, Assign)  \
+    VECTOR_OPERATION(V, Swap) VECTOR_OPERATION(V, Size) VECTOR_OPERATION(V, MaxSize)              \
+    VECTOR_OPERATION(V, Capacity) VECTOR_OPERATION(V, PushBack) VECTOR_OPERATION(V, PopBack)      \
+    VECTOR_OPERATION(V, Reserve) VECTOR_OPERATION(V, Resize) VECTOR_OPERATION(V, Clear)           \
+    VECTOR_OPERATION(V, Insert) VECTOR_OPERATION(V, InsertN) VECTOR_OPERATION(V, InsertRange)     \
+    VECTOR_OPERATION(V, Erase) VECTOR_OPERATION(V, EraseRange)
+// clang-format on
 
 // Each element stands for a number: Make(e, i, a) constructs the element for i (from a, when
 // the type owns memory), Read gives the number back.

@@ -18,18 +18,9 @@ const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<properti
 const std::string kTail = "</properties>\n";
 const std::string kFffd = "\xEF\xBF\xBD";
 
-// The writer's text, or "FAILED" when it returned NULL leaving the caller's
-// string alone. Written on a small stack, so that deep trees prove the walk
-// does not recurse.
+// The writer's text, or "FAILED" (see Written).
 std::string Write(TavProperties* bag) {
-    TavString out;
-    TavStringConstructCStr(&out, "kept", TavAllocatorGetDefault());
-    const TavString* result = nullptr;
-    OnSmallStack([&] { result = TavPropertiesWriteXml(bag, &out); });
-    const std::string text = Text(&out);
-    TavStringDestruct(&out);
-    if (result == nullptr) return text == "kept" ? "FAILED" : "FAILED, string changed";
-    return result == &out ? text : "WRONG RESULT";
+    return Written([&](TavString* s) { return TavPropertiesWriteXml(bag, s); });
 }
 
 // The document around the lines of one bag's entries.
@@ -107,13 +98,6 @@ TEST(WriteXml, NamesAndStringsAreEscapedAndUnrepresentableBytesReplaced) {
     }
 }
 
-std::string Repeat(const std::string& s, std::size_t n) {
-    std::string r;
-    r.reserve(s.size() * n);
-    while (n-- != 0) r += s;
-    return r;
-}
-
 // No nesting limit and no indentation: the text grows linearly; every bag of
 // the chain is unlocked afterwards.
 TEST(WriteXml, AnyDepthWithoutRecursion) {
@@ -136,15 +120,13 @@ TEST(WriteXml, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing
     PutFailureExample(bag, inner, alloc, '&');
     const std::string expected = Write(bag);
     ASSERT_EQ(expected.compare(0, kHead.size(), kHead), 0);
-    TavString out;
-    TavStringConstructCStr(&out, "kept", alloc);
-    EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
-        const TavString* result = TavPropertiesWriteXml(bag, &out);
-        EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
-        EXPECT_EQ(Text(&out), result ? expected : "kept") << k;
-        EXPECT_TRUE(Unlocked(bag)) << k;
-    }), 4u);  // the allocator reports any block left when the test ends
-    TavStringDestruct(&out);
+    EXPECT_GE(SweepWriteFailures(alloc, expected,
+                                 [&](TavString* s) {
+                                     const TavString* result = TavPropertiesWriteXml(bag, s);
+                                     EXPECT_TRUE(Unlocked(bag));
+                                     return result;
+                                 }),
+              4u);
 }
 
 }  // namespace

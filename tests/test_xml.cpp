@@ -7,14 +7,9 @@ namespace {
 
 using namespace texttest;
 
-// Deep trees are written on a small stack.
+// The text ToXml leaves in a string that held `before` (it always returns the string).
 std::string AppendXml(TavProperties* bag, const std::string& before = "") {
-    TavString xml;
-    TavStringConstructCStr(&xml, before.c_str(), TavAllocatorGetDefault());
-    OnSmallStack([&] { EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml); });
-    const std::string text = Text(&xml);
-    TavStringDestruct(&xml);
-    return text;
+    return Written([&](TavString* s) { return TavPropertiesToXml(bag, s); }, before);
 }
 
 const char* const kWorkedExample =

@@ -1,22 +1,132 @@
-// Helpers of the text-form tests: a bag that lives for a scope, makers of values.
+// Helpers shared by the tests: a bag that lives for a scope, makers of values, bags and values
+// shown as text, listeners that record their calls, and the writers' common checks.
 #ifndef TAV_TESTS_TEXT_SUPPORT_HPP
 #define TAV_TESTS_TEXT_SUPPORT_HPP
 
+#include <charconv>
 #include <cstddef>
 #include <initializer_list>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include <pthread.h>
 
 #include <gtest/gtest.h>
 
+#include "CountingAllocator.hpp"
 #include "Os/TavProperties.h"
 
 namespace texttest {
 
 inline std::string Text(const TavString* s) { return std::string(s->buf, s->size); }
+
+inline std::string Repeat(const std::string& s, std::size_t n) {
+    std::string r;
+    r.reserve(s.size() * n);
+    while (n-- != 0) r += s;
+    return r;
+}
+
+inline TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0,
+                              TavJsonInvalidUtf8 utf8 = TAV_JSON_UTF8_REPLACE,
+                              bool readOnly = false, TavSizeT maxDepth = 0) {
+    TavJsonOptions o{};
+    o.style = style;
+    o.indent = indent;
+    o.invalidUtf8 = utf8;
+    o.readOnly = readOnly;
+    o.maxDepth = maxDepth;
+    return o;
+}
+
+// ---- bags and values as text -------------------------------------------------
+
+std::string Show(const TavProperties* bag);
+
+inline std::string Num(double f) {
+    char buf[40];
+    *std::to_chars(buf, buf + 39, f).ptr = 0;
+    return buf;
+}
+
+// A value as "kind:payload", "~" after the kind when it is not settable.
+inline std::string Show(const TavPropertyValue& v) {
+    std::string ro = v.settable ? ":" : "~";
+    switch (v.type) {
+        case TAV_PROPERTYVALUE_TYPE_Bool: return "b" + ro + (v.u.b ? "1" : "0");
+        case TAV_PROPERTYVALUE_TYPE_Int: return "i" + ro + std::to_string(v.u.i);
+        case TAV_PROPERTYVALUE_TYPE_Int16: return "i16" + ro + std::to_string(v.u.i16);
+        case TAV_PROPERTYVALUE_TYPE_Int64: return "i64" + ro + std::to_string(v.u.i64);
+        case TAV_PROPERTYVALUE_TYPE_Uint: return "u" + ro + std::to_string(v.u.ui);
+        case TAV_PROPERTYVALUE_TYPE_Uint16: return "u16" + ro + std::to_string(v.u.ui16);
+        case TAV_PROPERTYVALUE_TYPE_Uint64: return "u64" + ro + std::to_string(v.u.ui64);
+        case TAV_PROPERTYVALUE_TYPE_SizeT: return "sz" + ro + std::to_string(v.u.sz);
+        case TAV_PROPERTYVALUE_TYPE_Float32: return "f32" + ro + Num(v.u.f32);
+        case TAV_PROPERTYVALUE_TYPE_Float64: return "f64" + ro + Num(v.u.f64);
+        case TAV_PROPERTYVALUE_TYPE_Time: return "t" + ro + std::to_string(v.u.t);
+        case TAV_PROPERTYVALUE_TYPE_Resolution:
+            return "res" + ro + std::to_string(v.u.res.width) + "x" +
+                   std::to_string(v.u.res.height);
+        case TAV_PROPERTYVALUE_TYPE_MediaFormat:
+            return "fmt" + ro + std::string(reinterpret_cast<const char*>(&v.u.fmt), 4);
+        case TAV_PROPERTYVALUE_TYPE_VoidPtr: return v.u.vp == nullptr ? "null" + ro : "ptr?";
+        case TAV_PROPERTYVALUE_TYPE_String: return "s" + ro + Text(&v.u.s);
+        case TAV_PROPERTYVALUE_TYPE_Properties:
+            return "{" + Show(v.u.p) + "}" + (v.settable ? "" : "~");
+        case TAV_PROPERTYVALUE_TYPE_Vector: {
+            std::string out = "[";
+            for (const TavPropertyValue* e = v.u.vec.begin; e != v.u.vec.end; ++e)
+                out += (e == v.u.vec.begin ? "" : ",") + Show(*e);
+            return out + "]" + (v.settable ? "" : "~");
+        }
+        default: return "?";
+    }
+}
+
+// "name=value;..." in name order.
+inline std::string Show(const TavProperties* bag) {
+    std::string out;
+    for (auto it = TavMap_TavString__TavPropertyValueBeginConst(&bag->map);
+         it != TavMap_TavString__TavPropertyValueEndConst(&bag->map);
+         TavMap_TavString__TavPropertyValueConstIteratorIncrement(&it))
+        out += (out.empty() ? "" : ";") + Text(&it->value.first) + "=" + Show(it->value.second);
+    return out;
+}
+
+// ---- listeners -----------------------------------------------------------------
+
+constexpr TavPropertyListenerTrigger kBefore = TAV_PROPERTYLISTENER_TRIGGER_Before;
+constexpr TavPropertyListenerTrigger kAfter = TAV_PROPERTYLISTENER_TRIGGER_After;
+
+// Adds to bag a listener calling cb with data for each trigger given, for `name` (every name
+// when NULL); the temporary records come from the bag's allocator.
+inline bool Listen(TavProperties* bag, TavPropertyListenerCallback cb, void* data,
+                   const char* name = nullptr,
+                   std::initializer_list<TavPropertyListenerTrigger> triggers = {kBefore, kAfter}) {
+    bool ok = true;
+    for (const TavPropertyListenerTrigger trigger : triggers) {
+        TavPropertyListener l;
+        if (!TavPropertyListenerConstructCStr(&l, trigger, name, cb, data,
+                                              TavPropertiesGetAllocator(bag)))
+            return false;
+        ok = TavPropertiesAddListener(bag, &l) && ok;
+        TavPropertyListenerDestruct(&l);
+    }
+    return ok;
+}
+
+// A listener whose data is Lines: one line a call, "B name old/new" ("A" for After), each value
+// as Show writes it, "-" for none.
+using Lines = std::vector<std::string>;
+inline void Record(const TavPropertyListener* l, TavProperties*, const TavString* name,
+                   const TavPropertyValue* oldValue, const TavPropertyValue* newValue) {
+    const auto show = [](const TavPropertyValue* v) { return v ? Show(*v) : std::string("-"); };
+    static_cast<Lines*>(TavPropertyListenerGetData(l))
+        ->push_back((TavPropertyListenerGetTrigger(l) == kBefore ? "B " : "A ") + Text(name) + " " +
+                    show(oldValue) + "/" + show(newValue));
+}
 
 class Bag {
 public:
@@ -27,6 +137,7 @@ public:
     Bag(const Bag&) = delete;
     Bag& operator=(const Bag&) = delete;
     operator TavProperties*() { return &bag_; }
+    TavProperties* get() { return &bag_; }
 
     // Adds v under name (not a path) and destroys v.
     Bag& Put(const char* name, TavPropertyValue v) {
@@ -117,8 +228,6 @@ inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t lev
     TavPropertyValueDestruct(&chain);
 }
 
-// Runs f on a thread with a small stack (256 KiB): a walk that went one call
-// deeper per level of the tree would overflow it at the depths used here.
 // The example of the standard writers' allocation-failure sweeps: a nested
 // bag with a string to escape, a string of `fill` longer than the writers
 // buffer, and vectors nested deeper than a walk keeps in place, so that every
@@ -130,6 +239,8 @@ inline void PutFailureExample(Bag& bag, Bag& inner, TavAllocator* a, char fill) 
     PutVectorChain(bag, "w", 40, Str("deep", a), a);
 }
 
+// Runs f on a thread with a small stack (256 KiB): a walk that went one call
+// deeper per level of the tree would overflow it at the depths used here.
 template <class F>
 void OnSmallStack(F&& f) {
     using Fn = std::remove_reference_t<F>;
@@ -144,6 +255,42 @@ void OnSmallStack(F&& f) {
     EXPECT_EQ(pthread_create(&thread, &attr, run, &f), 0);
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attr);
+}
+
+// ---- writers ---------------------------------------------------------------------
+
+// What write(&out) leaves in a string that held `start`, run on a small stack (so that a deep
+// tree shows the walk does not recurse); "FAILED" when it returned NULL leaving the string alone.
+template <class Write>
+std::string Written(Write&& write, const std::string& start = "kept") {
+    TavString out;
+    TavStringConstructCStr(&out, start.c_str(), TavAllocatorGetDefault());
+    const TavString* result = nullptr;
+    OnSmallStack([&] { result = write(&out); });
+    const std::string text = Text(&out);
+    TavStringDestruct(&out);
+    if (result != &out) {
+        EXPECT_EQ(result, nullptr);
+        EXPECT_EQ(text, start);
+    }
+    return result ? text : "FAILED";
+}
+
+// Runs write(&out) with each allocation of alloc failing in turn, out holding "kept" from alloc:
+// a failure returns NULL leaving "kept", the write that meets none gives `expected`. Returns the
+// failure points; alloc reports any block left when it goes.
+template <class Write>
+std::size_t SweepWriteFailures(tavtest::CountingAllocator& alloc, const std::string& expected,
+                               Write&& write) {
+    TavString out;
+    TavStringConstructCStr(&out, "kept", alloc);
+    const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        const TavString* result = write(&out);
+        EXPECT_EQ(result == nullptr, alloc.Failed()) << "failing allocation " << k;
+        EXPECT_EQ(Text(&out), result ? expected : "kept") << k;
+    });
+    TavStringDestruct(&out);
+    return points;
 }
 
 // True when another thread can take the bag's lock: no walk left it held.
