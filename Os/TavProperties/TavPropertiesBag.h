@@ -40,7 +40,8 @@ TAV_API TavProperties* TavPropertiesConstructCopy(TavProperties* x, const TavPro
 TAV_API void TavPropertiesDestruct(TavProperties* x);
 TAV_API TavProperties* TavPropertiesAssign(TavProperties* x, const TavProperties* y);
 /* Same names with equal values; listeners and allocators are not compared
- * and neither bag is locked. */
+ * and neither bag is locked. Trees more than 32 levels deep take memory for
+ * the walk from x's allocator: without it the answer is false. */
 TAV_API TavBool TavPropertiesEqual(const TavProperties* x, const TavProperties* y);
 /* A copy of y's entries taken while y is locked, safe to read or merge while
  * other threads change y; x has no listeners (its nested bags keep theirs, as
