@@ -21,18 +21,14 @@
 #define TAV_FIELD(T, field, offset) TAV_ASSERT(offsetof(T, field) == (offset), #T "." #field)
 /* The records that share one layout: the shared and weak handles, the vectors, and the pairs of
  * two pointer-sized members. */
-#define TAV_HANDLE(T)     \
-    TAV_RECORD(T, 32, 8); \
-    TAV_FIELD(T, ref, 0); \
-    TAV_FIELD(T, ptr, 8); \
-    TAV_FIELD(T, a, 16);  \
-    TAV_FIELD(T, d, 24)
-#define TAV_VECTOR(T)           \
-    TAV_RECORD(T, 32, 8);       \
-    TAV_FIELD(T, allocator, 0); \
-    TAV_FIELD(T, begin, 8);     \
-    TAV_FIELD(T, end, 16);      \
-    TAV_FIELD(T, endBuf, 24)
+#define TAV_FOUR_WORDS(T, w0, w1, w2, w3) \
+    TAV_RECORD(T, 32, 8);                 \
+    TAV_FIELD(T, w0, 0);                  \
+    TAV_FIELD(T, w1, 8);                  \
+    TAV_FIELD(T, w2, 16);                 \
+    TAV_FIELD(T, w3, 24)
+#define TAV_HANDLE(T) TAV_FOUR_WORDS(T, ref, ptr, a, d)
+#define TAV_VECTOR(T) TAV_FOUR_WORDS(T, allocator, begin, end, endBuf)
 #define TAV_PAIR_OF_WORDS(T) \
     TAV_RECORD(T, 16, 8);    \
     TAV_FIELD(T, first, 0);  \

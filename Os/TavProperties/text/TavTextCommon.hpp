@@ -143,6 +143,17 @@ constexpr std::string_view kReplacement = "\xEF\xBF\xBD";  // U+FFFD, in UTF-8
 // Collects text in a fixed buffer and appends it to a TavString when full or
 // flushed. After a failed append nothing more is appended: the string then
 // holds the text up to the last successful flush.
+// Copies n bytes (one to two Words) as the first and the last Word, which
+// overlap unless n is twice the Word.
+template <class Word>
+void CopyEnds(char* to, const char* from, std::size_t n) {
+    Word head, tail;
+    std::memcpy(&head, from, sizeof head);
+    std::memcpy(&tail, from + n - sizeof tail, sizeof tail);
+    std::memcpy(to, &head, sizeof head);
+    std::memcpy(to + n - sizeof tail, &tail, sizeof tail);
+}
+
 // Copies n bytes. Writers put mostly short pieces (names, numbers,
 // punctuation): those become a few word moves, never reading or writing
 // outside either range, instead of a library call each.
@@ -150,17 +161,9 @@ inline void CopyBytes(char* to, const char* from, std::size_t n) {
     if (n > 16) {
         std::memcpy(to, from, n);
     } else if (n >= 8) {
-        std::uint64_t head, tail;
-        std::memcpy(&head, from, 8);
-        std::memcpy(&tail, from + n - 8, 8);
-        std::memcpy(to, &head, 8);
-        std::memcpy(to + n - 8, &tail, 8);
+        CopyEnds<std::uint64_t>(to, from, n);
     } else if (n >= 4) {
-        std::uint32_t head, tail;
-        std::memcpy(&head, from, 4);
-        std::memcpy(&tail, from + n - 4, 4);
-        std::memcpy(to, &head, 4);
-        std::memcpy(to + n - 4, &tail, 4);
+        CopyEnds<std::uint32_t>(to, from, n);
     } else if (n != 0) {  // 1 to 3 bytes: the first, the middle and the last
         to[0] = from[0];
         to[n / 2] = from[n / 2];
