@@ -241,18 +241,19 @@ TavBool ReadString(const char** p, OpenBags* open) {
     return TAV_TRUE;
 }
 
-// Tries each leaf form on its own copy of the position.
+// "=" and a leaf value. The character after the "=" tells which form alone
+// can match (a boolean starts with T or F, a string with a quote, anything
+// else can only be a number), which reads it on its own copy of the position.
 TavBool ReadPropertyValue(const char** p, OpenBags* open) {
     using ReadForm = TavBool (*)(const char**, OpenBags*);
-    static constexpr ReadForm kForms[] = {ReadBool, ReadNumber, ReadString};
-    for (ReadForm read : kForms) {
-        const char* q = *p;
-        if (read(&q, open)) {
-            *p = q;
-            return TAV_TRUE;
-        }
-    }
-    return TAV_FALSE;
+    const char first = **p == '=' ? (*p)[1] : '\0';
+    const ReadForm read = first == 'T' || first == 'F' ? ReadBool
+                          : first == '"'               ? ReadString
+                                                       : ReadNumber;
+    const char* q = *p;
+    if (!read(&q, open)) return TAV_FALSE;
+    *p = q;
+    return TAV_TRUE;
 }
 
 enum class Entry { Failed, Added, Opened };
