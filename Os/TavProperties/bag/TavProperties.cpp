@@ -109,10 +109,10 @@ bool HasListeners(TavProperties* x) {
 }
 
 // With no listener to tell, the value the caller built for this insertion
-// alone becomes the entry's own: only the name is copied. A name already
-// there hands the value back.
+// alone becomes the entry's own, linked where the lookup found name missing:
+// only the name is copied.
 TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* taken,
-                     const tav::map::Slot* slot) {
+                     const tav::map::Slot& slot) {
     TavAllocator* a = x->map.alloc;
     auto* node = static_cast<Node*>(TavAllocatorAllocate(a, sizeof(Node)));
     if (node == nullptr) return TAV_FALSE;
@@ -121,13 +121,7 @@ TavBool InsertTaking(TavProperties* x, const TavString* name, TavPropertyValue* 
         return TAV_FALSE;
     }
     node->value.second = *taken;
-    if (slot != nullptr) {
-        tav::map::LinkAt(&x->map, node, *slot);
-    } else if (!tav::map::TryLink(&x->map, node)) {
-        TavStringDestruct(&node->value.first);
-        TavAllocatorDeallocate(a, node, sizeof(Node));
-        return TAV_FALSE;
-    }
+    tav::map::LinkAt(&x->map, node, slot);
     tav::value::MarkTaken(taken);
     return TAV_TRUE;
 }
@@ -141,8 +135,8 @@ TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag,
                                      TavPropertyValue* taken, const tav::Miss* miss) {
     const bool told = miss != nullptr ? miss->told : HasListeners(x);
-    if (!told && taken != nullptr) {
-        return InsertTaking(x, name, taken, miss != nullptr ? &miss->slot : nullptr);
+    if (!told && taken != nullptr && miss != nullptr) {
+        return InsertTaking(x, name, taken, miss->slot);
     }
     TavAllocator* a = x->map.alloc;  // x itself may be gone after the Before listeners
     Node* node = tav::map::NewDetached(a, name, v);
@@ -150,7 +144,7 @@ TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
     const tav::EntryGuard guard{bag.reachable, bag.context};
     TavBool inserted = TAV_FALSE;
     if (!told || !tav::NotifyListeners(x, kBefore, name, nullptr, v, guard) || guard.Holds()) {
-        inserted = tav::map::TryLink(&x->map, node);
+        inserted = tav::map::LinkUnlessPresent(&x->map, node) == nullptr;
     }
     if (!inserted) {
         tav::map::DestroyDetached(a, node);

@@ -87,12 +87,11 @@ struct Miss {
 /* The entry name, or null with miss filled in. */
 TavPropertyValue* TavPropertiesFindProperty_(TavProperties* x, const TavString* name,
                                              tav::Miss* miss);
-/* Insert: `taken`, when not null, is v itself, built by the caller for this
- * insertion alone; a bag with no listener to tell takes it as its entry's
- * value instead of copying it (it is then left holding nothing). `miss`, when
- * not null, is what FindProperty_ found for name with no callback run since:
- * its answer on listeners stands, and a taken value is linked at its slot
- * without a second search. */
+/* Insert: `miss`, when not null, is what FindProperty_ found for name with no
+ * callback run since: its answer on listeners stands. `taken`, when not null
+ * with a miss, is v itself, built by the caller for this insertion alone; a
+ * bag with no listener to tell takes it as its entry's value, linked at the
+ * miss's slot, instead of copying it (it is then left holding nothing). */
 TavBool TavPropertiesInsertProperty_(TavProperties* x, const TavString* name,
                                      const TavPropertyValue* v, const tav::BagProbe& bag = {},
                                      TavPropertyValue* taken = nullptr,

@@ -356,27 +356,45 @@ void Rebalance(Node* node, bool removing, Walk walk = Walk::ToRoot) {
 
 // ---- linking ---------------------------------------------------------------------
 
+using tav::map::Slot;
+
+// The one search of every insertion: the node below top (not null) holding
+// key, or null with slot's links set to the empty link where key belongs.
 // With `ascending`, keys are expected to come in order (a text written by
 // name): one comparison with the last key then finds the place.
-InsertResult InsertBelow(Node* cur, Node* newNode, bool ascending = false,
-                         Walk walk = Walk::UntilSettled) {
-    const TavString* key = &newNode->value.first;
-    Node* last = ascending ? Outermost<&Node::right>(cur) : nullptr;
-    const bool atEnd = last != nullptr && CompareKeys(key, &last->value.first) > 0;
-    if (atEnd) cur = last;
+Node* Seek(Node* top, const TavString* key, bool ascending, Slot* slot) {
+    Node* cur = top;
+    if (ascending) {
+        Node* last = Outermost<&Node::right>(top);
+        if (CompareKeys(key, &last->value.first) > 0) cur = last;
+    }
     for (;;) {
-        const int order = atEnd ? 1 : CompareKeys(key, &cur->value.first);
-        if (order == 0) return InsertResult{cur, TAV_FALSE};
+        const int order = CompareKeys(key, &cur->value.first);
+        if (order == 0) return cur;
         Node** link = order < 0 ? &cur->left : &cur->right;
         if (*link == nullptr) {
-            *link = newNode;
-            newNode->pPtr = link;
-            newNode->parent = cur;
-            Rebalance(cur, false, walk);
-            return InsertResult{newNode, TAV_TRUE};
+            slot->parent = cur;
+            slot->link = link;
+            return nullptr;
         }
         cur = *link;
     }
+}
+
+// Hangs node at slot and rebalances above it (nothing to do below `end`).
+void Hang(Node* node, const Slot& slot, Walk walk) {
+    *slot.link = node;
+    node->pPtr = slot.link;
+    node->parent = slot.parent;
+    Rebalance(slot.parent, false, walk);
+}
+
+InsertResult InsertBelow(Node* top, Node* node, Walk walk) {
+    Slot slot;
+    Node* present = Seek(top, &node->value.first, false, &slot);
+    if (present != nullptr) return InsertResult{present, TAV_FALSE};
+    Hang(node, slot, walk);
+    return InsertResult{node, TAV_TRUE};
 }
 
 // Puts child (possibly null) where node hangs.
@@ -464,23 +482,24 @@ void AttachRoot(Map* bt) {
     }
 }
 
+// The node of bt holding key, or null with slot set to where key belongs
+// (the root link of an empty map).
+Node* Locate(Map* bt, const TavString* key, bool ascending, Slot* slot) {
+    slot->size = bt->size;
+    if (bt->end.left != nullptr) return Seek(bt->end.left, key, ascending, slot);
+    slot->parent = &bt->end;
+    slot->link = &bt->end.left;
+    return nullptr;
+}
+
 // Links a new node holding its key and value: {node, true} with the size one
 // more, or {the node that holds that key, false} with node left unlinked.
 InsertResult LinkNew(Map* bt, Node* node, bool inOrder) {
-    node->left = nullptr;
-    node->right = nullptr;
-    node->parent = nullptr;
-    node->pPtr = nullptr;
-    node->height = 1;
-    InsertResult result{node, TAV_TRUE};
-    if (bt->end.left == nullptr) {
-        bt->end.left = node;
-        AttachRoot(bt);
-    } else {
-        result = InsertBelow(bt->end.left, node, inOrder);
-    }
-    if (result.second) ++bt->size;
-    return result;
+    Slot slot;
+    Node* present = Locate(bt, &node->value.first, inOrder, &slot);
+    if (present != nullptr) return InsertResult{present, TAV_FALSE};
+    tav::map::LinkAt(bt, node, slot);
+    return InsertResult{node, TAV_TRUE};
 }
 
 void DeleteAll(Map* bt) {
@@ -571,32 +590,20 @@ bool Verify(const Map* bt) {
     return count == bt->size;
 }
 
-bool TryLink(Map* bt, Node* node, bool inOrder) { return LinkNew(bt, node, inOrder).second; }
-
-Node* FindOrSlot(Map* bt, const TavString* key, Slot* slot) {
-    Node* parent = &bt->end;
-    Node** link = &bt->end.left;
-    while (*link != nullptr) {
-        Node* node = *link;
-        const int order = CompareKeys(key, &node->value.first);
-        if (order == 0) return node;
-        parent = node;
-        link = order < 0 ? &node->left : &node->right;
-    }
-    *slot = Slot{parent, link, bt->size};
-    return nullptr;
+Node* LinkUnlessPresent(Map* bt, Node* node, bool inOrder) {
+    const InsertResult result = LinkNew(bt, node, inOrder);
+    return result.second ? nullptr : result.first;
 }
+
+Node* FindOrSlot(Map* bt, const TavString* key, Slot* slot) { return Locate(bt, key, false, slot); }
 
 void LinkAt(Map* bt, Node* node, const Slot& slot) {
     TAV_ASSERT(bt->size == slot.size && *slot.link == nullptr,
                "LinkAt: the map is as the search that found the slot left it");
     node->left = nullptr;
     node->right = nullptr;
-    node->parent = slot.parent;
-    node->pPtr = slot.link;
     node->height = 1;
-    *slot.link = node;
-    if (slot.parent != &bt->end) Rebalance(slot.parent, false, Walk::UntilSettled);
+    Hang(node, slot, Walk::UntilSettled);
     ++bt->size;
 }
 
@@ -821,7 +828,7 @@ SizeType TavMap_TavString__TavPropertyValue_NodeCount(const Node* node, const Ta
 }
 
 InsertResult TavMap_TavString__TavPropertyValue_NodeInsert(Node* curNode, Node* newNode) {
-    return InsertBelow(curNode, newNode, false, Walk::ToRoot);
+    return InsertBelow(curNode, newNode, Walk::ToRoot);
 }
 
 void TavMap_TavString__TavPropertyValue_NodeDelete(Node* node, TavAllocator* alloc) {

@@ -56,11 +56,11 @@ Node* NewDetached(TavAllocator* a, const TavString* key, const TavPropertyValue*
 // Destroys a detached node's key and value and gives its storage back to a.
 void DestroyDetached(TavAllocator* a, Node* node);
 
-// Links a detached node whose key and value are filled; false, with the node
-// left as it was, when bt already holds its key. With inOrder the key is
-// expected to follow every key bt holds (a text written in name order): one
-// comparison with the last key then finds its place.
-bool TryLink(Map* bt, Node* node, bool inOrder = false);
+// Links a detached node whose key and value are filled and returns null; when
+// bt already holds its key, returns the node holding it, with node left as it
+// was. With inOrder the key is expected to follow every key bt holds (a text
+// written in name order): one comparison with the last key finds its place.
+Node* LinkUnlessPresent(Map* bt, Node* node, bool inOrder = false);
 
 // Where a search for a missing key ended: the empty link the key would hang
 // from, and the size of the map it was found in.
@@ -74,7 +74,7 @@ struct Slot {
 Node* FindOrSlot(Map* bt, const TavString* key, Slot* slot);
 
 // Links a detached node holding the key that FindOrSlot missed at its slot,
-// with one search fewer than TryLink. bt must not have changed since: only
+// with no second search. bt must not have changed since: only
 // the allocator's callbacks may have run in between.
 void LinkAt(Map* bt, Node* node, const Slot& slot);
 

@@ -2,7 +2,7 @@
 #ifndef TAV_OS_TAVPROPERTIES_DETAIL_TAVGUARDS_HPP
 #define TAV_OS_TAVPROPERTIES_DETAIL_TAVGUARDS_HPP
 
-#include <new>
+#include <optional>
 
 #include "Os/TavProperties/TavPropertyValue.h"
 
@@ -51,17 +51,11 @@ private:
 class LockUnlessHeld {
 public:
     explicit LockUnlessHeld(const TavProperties* bag) {
-        if (!HeldHere(bag)) lock_ = new (storage_) LockGuard(bag);
+        if (!HeldHere(bag)) lock_.emplace(bag);
     }
-    ~LockUnlessHeld() {
-        if (lock_ != nullptr) lock_->~LockGuard();
-    }
-    LockUnlessHeld(const LockUnlessHeld&) = delete;
-    LockUnlessHeld& operator=(const LockUnlessHeld&) = delete;
 
 private:
-    alignas(LockGuard) unsigned char storage_[sizeof(LockGuard)];
-    LockGuard* lock_ = nullptr;
+    std::optional<LockGuard> lock_;
 };
 
 // A temporary string built from a zero-terminated text; ok() tells whether

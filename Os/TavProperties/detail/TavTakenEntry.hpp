@@ -19,7 +19,7 @@ using MapNode = TavMap_TavString__TavPropertyValue_Node;
 // What a taken entry does to one of the same name already in the map.
 enum class OnDuplicate { KeepFirst, KeepLast };
 
-// Whether entries are expected to come in name order (see map::TryLink).
+// Whether entries are expected to come in name order (see map::LinkUnlessPresent).
 enum class Arrival { Any, InOrder };
 
 // A new node taking v and the text of name (name is left empty); false, with
@@ -36,9 +36,8 @@ inline bool LinkTaken(TavMap_TavString__TavPropertyValue* map, TavString* name,
     node->value.first = *name;  // takes the buffer as it is
     TavStringConstructDefault(name, name->allocator);
     node->value.second = *v;
-    if (map::TryLink(map, node, arrival == Arrival::InOrder)) return true;
-    // The text already held that name: the search is repeated only then.
-    MapNode* present = TavMap_TavString__TavPropertyValue_NodeFind(map->end.left, &node->value.first);
+    MapNode* present = map::LinkUnlessPresent(map, node, arrival == Arrival::InOrder);
+    if (present == nullptr) return true;
     TavPropertyValue* loser = &node->value.second;
     if (duplicate == OnDuplicate::KeepLast) std::swap(*loser, present->value.second);
     TavPropertyValueDestruct(loser);

@@ -946,7 +946,7 @@ bool SetMembers(TavProperties* x, TavProperties* read) {
     while (read->map.size != 0) {
         tav::MapNode* node = TavMap_TavString__TavPropertyValueBegin(&read->map);
         tav::map::Detach(&read->map, node);
-        if (quiet && tav::map::TryLink(&x->map, node, true)) continue;
+        if (quiet && tav::map::LinkUnlessPresent(&x->map, node, true) == nullptr) continue;
         const TavBool set = TavPropertiesSetProperty(x, &node->value.first, &node->value.second);
         const TavPropertyValue* kept = set ? nullptr : TavPropertiesGetProperty(x, &node->value.first);
         tav::map::DestroyDetached(read->map.alloc, node);
