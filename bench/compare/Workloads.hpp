@@ -36,32 +36,35 @@ std::unique_ptr<Bag> FilledBag(const std::vector<std::string>& names) {
     return bag;
 }
 
-// 1. each name set, then got back, in an empty bag.
-template <class Bag>
-Cell SetGetByName(const std::vector<std::string>& names, int reps) {
+// Each key set, then got back, in an empty bag; set(bag, key, value) and
+// get(bag, key) say how.
+template <class Bag, class Key, class Set, class Get>
+Cell SetThenGet(const std::vector<Key>& keys, int reps, Set set, Get get) {
     const Timing t = SampleCpuNs(reps, EmptyBag<Bag>, [&](auto& bag) {
         std::int64_t sum = 0;
-        for (std::size_t i = 0; i < names.size(); ++i) {
-            bag->SetInt(names[i], static_cast<std::int64_t>(i));
-            sum += bag->GetInt(names[i]);
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            set(*bag, keys[i], static_cast<std::int64_t>(i));
+            sum += get(*bag, keys[i]);
         }
         Keep(sum);
     });
-    return {t, static_cast<double>(names.size())};
+    return {t, static_cast<double>(keys.size())};
 }
 
-// 2. the same at three-level paths, the nested bags created by the sets.
+// 1. by plain name.
+template <class Bag>
+Cell SetGetByName(const std::vector<std::string>& names, int reps) {
+    return SetThenGet<Bag>(
+        names, reps, [](Bag& b, const std::string& k, std::int64_t v) { b.SetInt(k, v); },
+        [](Bag& b, const std::string& k) { return b.GetInt(k); });
+}
+
+// 2. at three-level paths, the nested bags created by the sets.
 template <class Bag>
 Cell SetGetByPath(const std::vector<Path>& paths, int reps) {
-    const Timing t = SampleCpuNs(reps, EmptyBag<Bag>, [&](auto& bag) {
-        std::int64_t sum = 0;
-        for (std::size_t i = 0; i < paths.size(); ++i) {
-            bag->SetPath(paths[i], static_cast<std::int64_t>(i));
-            sum += bag->GetPath(paths[i]);
-        }
-        Keep(sum);
-    });
-    return {t, static_cast<double>(paths.size())};
+    return SetThenGet<Bag>(
+        paths, reps, [](Bag& b, const Path& k, std::int64_t v) { b.SetPath(k, v); },
+        [](Bag& b, const Path& k) { return b.GetPath(k); });
 }
 
 // 3. and scaling: a deep copy of source, its destruction left out.
