@@ -80,15 +80,6 @@ TavSizeT Utf8Length(const char* s, const char* end) {
     return n;
 }
 
-// The bytes a string may hold as they are and that need no further look.
-constexpr struct PlainBytes {
-    bool is[256] = {};
-    constexpr PlainBytes() {
-        for (int c = 0x20; c < 0x80; ++c) is[c] = c != '"' && c != '\\';
-    }
-    constexpr bool operator[](unsigned char c) const { return is[c]; }
-} kPlainByte;
-
 char* PutUtf8(char* out, unsigned long c) {
     if (c < 0x80) {
         *out++ = static_cast<char>(c);
@@ -419,7 +410,7 @@ const char* JsonReader::ScanString(const char* s) {
     escaped_ = false;
     while (s < end_) {
         // Printable ASCII other than the quote and the backslash needs no look.
-        while (s < end_ && kPlainByte[static_cast<unsigned char>(*s)]) ++s;
+        while (s < end_ && tav::text::kJsonPlain[static_cast<unsigned char>(*s)]) ++s;
         if (s == end_) break;
         const auto c = static_cast<unsigned char>(*s);
         if (c == '"') return s + 1;

@@ -19,17 +19,7 @@ using tav::text::Step;
 using tav::text::StringSink;
 using tav::text::Utf8Run;
 
-constexpr bool NeedsEscape(unsigned char c) { return c < 0x20 || c == '"' || c == '\\'; }
-
-// The bytes that go out as they are without a look at what follows:
-// printable ASCII other than '"' and '\\'. One load per byte of a string.
-struct PlainBytes {
-    bool table[256];
-    constexpr PlainBytes() : table() {
-        for (int c = 0; c < 0x80; ++c) table[c] = !NeedsEscape(static_cast<unsigned char>(c));
-    }
-};
-constexpr PlainBytes kPlain;
+bool NeedsEscape(unsigned char c) { return c < 0x20 || c == '"' || c == '\\'; }
 
 void PutEscape(unsigned char c, StringSink& out) {
     static constexpr char kShort[] = "\0\0\0\0\0\0\0\0btn\0fr";  // \b \t \n \f \r
@@ -80,7 +70,7 @@ public:
         const auto* run = p;
         while (p != end) {
             // Printable ASCII other than '"' and '\\' goes out as it is.
-            while (p != end && kPlain.table[*p]) ++p;
+            while (p != end && tav::text::kJsonPlain[*p]) ++p;
             if (p == end) break;
             Utf8Run seq{1, true};
             if (*p >= 0x80) seq = NextUtf8(p, end);

@@ -72,6 +72,17 @@ constexpr const KindWords& WordsOf(TavPropertyValueType kind) { return kKindWord
 
 // Room for the longest scalar text: "%f" of the largest double has 309
 // integer digits, a sign, a point and six decimals.
+// The bytes a JSON string holds as they are, in a text read or written, with
+// no look at what follows: printable ASCII other than '"' and '\\'. One load
+// per byte of a string.
+constexpr struct JsonPlainBytes {
+    bool is[256] = {};
+    constexpr JsonPlainBytes() {
+        for (int c = 0x20; c < 0x80; ++c) is[c] = c != '"' && c != '\\';
+    }
+    constexpr bool operator[](unsigned char c) const { return is[c]; }
+} kJsonPlain;
+
 struct ScalarBuffer {
     char chars[336];
 };
