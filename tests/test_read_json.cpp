@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -26,37 +27,26 @@ TEST(ReadJsonGrammar, AcceptsExactlyTheTextsOfTheGrammar) {
         bool ok;
     } cases[] = {
         // structure and white space
-        {"{}", true}, {" \t\r\n{ } \n", true}, {"{\"a\":[]}", true}, {"{\"a\":[[],{}]}", true},
-        {"", false}, {"   ", false}, {"{", false}, {"{\"a\":1", false}, {"{\"a\":[1,2}", false},
-        {"{\"a\":{\"b\":1}", false}, {"{\"a\":1,}", false}, {"{\"a\":[1,]}", false},
-        {"{,}", false}, {"{\"a\"}", false}, {"{\"a\" 1}", false}, {"{a:1}", false},
-        {"{\"a\":1}{}", false}, {"{\"a\":1} x", false}, {"{\"a\":1}\0"s, false},
-        {"{\"a\":\0 1}"s, false}, {"{\"a\":1 \f}", false}, {"{\"a\":1,,\"b\":2}", false},
-        {"{'a':1}", false}, {"{\"a\":1]", false}, {"{\"a\":[1}", false},
-        // top levels other than an object
-        {"[]", false}, {"1", false}, {"\"s\"", false}, {"null", false}, {"true", false},
+        {"{}", true}, {" \t\r\n{ } \n", true}, {"{\"a\":[[],{}]}", true}, {"", false}, {"{", false},
+        {"{\"a\":1,}", false}, {"{\"a\":[1,]}", false}, {"{\"a\"}", false}, {"{a:1}", false},
+        {"{\"a\":1}{}", false}, {"{\"a\":1}\0"s, false}, {"{\"a\":1 \f}", false},
+        {"{\"a\":[1}", false}, {"{'a':1}", false}, {"[]", false}, {"null", false},
         // literals
-        {"{\"a\":true,\"b\":false,\"c\":null}", true}, {"{\"a\":tru}", false},
-        {"{\"a\":True}", false}, {"{\"a\":nul}", false}, {"{\"a\":undefined}", false},
+        {"{\"a\":true,\"b\":false,\"c\":null}", true}, {"{\"a\":tru}", false}, {"{\"a\":True}", false},
         // numbers
         {"{\"a\":0,\"b\":-0,\"c\":1.5e10,\"d\":-2E-3,\"e\":1e+2,\"f\":0.0}", true},
-        {"{\"a\":01}", false}, {"{\"a\":-01}", false}, {"{\"a\":+1}", false}, {"{\"a\":.5}", false},
-        {"{\"a\":5.}", false}, {"{\"a\":1e}", false}, {"{\"a\":1e+}", false}, {"{\"a\":-}", false},
-        {"{\"a\":0x10}", false}, {"{\"a\":NaN}", false}, {"{\"a\":Infinity}", false},
-        {"{\"a\":1.e5}", false}, {"{\"a\":- 1}", false},
+        {"{\"a\":01}", false}, {"{\"a\":+1}", false}, {"{\"a\":.5}", false}, {"{\"a\":5.}", false},
+        {"{\"a\":1e+}", false}, {"{\"a\":-}", false}, {"{\"a\":NaN}", false},
         // strings and escapes
         {R"({"a":"\" \\ \/ \b \f \n \r \t \u00e9 \uD83D\uDE00"})", true},
-        {R"({"a":"\x"})", false}, {R"({"a":"\'"})", false}, {R"({"a":"\u12"})", false},
-        {R"({"a":"\u12G4"})", false}, {R"({"a":"\uD800"})", false}, {R"({"a":"\uDC00"})", false},
-        {R"({"a":"\uD800\u0041"})", false}, {R"({"a":"\uD800x"})", false},
-        {R"({"a":"\uDE00\uD83D"})", false}, {"{\"a\":\"abc}", false}, {"{\"a\":\"\\", false},
+        {R"({"a":"\x"})", false}, {R"({"a":"\u12"})", false}, {R"({"a":"\u12G4"})", false},
+        {R"({"a":"\uD800"})", false}, {R"({"a":"\uDC00"})", false},
+        {R"({"a":"\uD800\u0041"})", false}, {R"({"a":"\uDE00\uD83D"})", false}, {"{\"a\":\"abc}", false},
         // raw bytes: UTF-8 only, no control characters
         {"{\"a\":\"\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\"}", true}, {"{\"\xC3\xA9\":1}", true},
-        {"{\"a\":\"\xC3\"}", false}, {"{\"a\":\"\xC0\xAF\"}", false}, {"{\"a\":\"\xE0\x80\xAF\"}", false},
-        {"{\"a\":\"\xED\xA0\x80\"}", false}, {"{\"a\":\"\xF4\x90\x80\x80\"}", false},
-        {"{\"a\":\"\xFF\"}", false}, {"{\"a\":\"\x80\"}", false}, {"{\"a\":\"\xE2\x82\"}", false},
-        {"{\"a\":\"tab\there\"}", false}, {"{\"a\":\"nl\nhere\"}", false},
-        {"{\"a\":\"\0\"}"s, false}, {"{\"a\":\"\x7F\"}", true},
+        {"{\"a\":\"\xC3\"}", false}, {"{\"a\":\"\xC0\xAF\"}", false}, {"{\"a\":\"\xED\xA0\x80\"}", false},
+        {"{\"a\":\"\xF4\x90\x80\x80\"}", false}, {"{\"a\":\"\xFF\"}", false}, {"{\"a\":\"\x80\"}", false},
+        {"{\"a\":\"tab\there\"}", false}, {"{\"a\":\"\0\"}"s, false}, {"{\"a\":\"\x7F\"}", true},
     };
     // clang-format on
     for (const Case& c : cases) {
@@ -77,13 +67,8 @@ TEST(ReadJsonGrammar, ErrorsGiveOffsetLineAndColumn) {
         std::string text;
         TavSizeT offset, line, column;
     } cases[] = {
-        {"{\"a\":01}", 5, 1, 6},
-        {"{\n  \"a\": 1,\n  \"b\": [1,]\n}", 22, 3, 11},
-        {"{\"a\":\"\\uD800\"}", 6, 1, 7},
-        {"{\"a\":1}\n\n  x", 11, 3, 3},
-        {"[1]", 0, 1, 1},
-        {"{\"a\":\"\xC3(\"}", 6, 1, 7},
-        {"{\"a\":[[[[", 9, 1, 10},
+        {"{\"a\":01}", 5, 1, 6}, {"{\n  \"a\": 1,\n  \"b\": [1,]\n}", 22, 3, 11},
+        {"{\"a\":1}\n\n  x", 11, 3, 3}, {"{\"a\":\"\xC3(\"}", 6, 1, 7}, {"{\"a\":[[[[", 9, 1, 10},
     };
     // clang-format on
     for (const Case& c : cases) {
@@ -108,15 +93,14 @@ TEST(ReadJsonPlain, MapsEachJsonValueToAKind) {
         const char* shown;
     } cases[] = {
         {"true", "b:1"}, {"false", "b:0"}, {"\"x\\ny\"", "s:x\ny"}, {"\"\\u00e9\\uD83D\\uDE00\"", "s:\xC3\xA9\xF0\x9F\x98\x80"},
-        {"0", "i64:0"}, {"-0", "i64:0"}, {"-0.0", "f64:-0"}, {"42", "i64:42"},
+        {"0", "i64:0"}, {"-0", "i64:0"}, {"-0.0", "f64:-0"},
         {"9223372036854775807", "i64:9223372036854775807"},
         {"-9223372036854775808", "i64:-9223372036854775808"},
         {"9223372036854775808", "u64:9223372036854775808"},
         {"18446744073709551615", "u64:18446744073709551615"},
         {"18446744073709551616", "f64:18446744073709551616"},
         {"-9223372036854775809", "f64:-9223372036854775808"},
-        {"1.5", "f64:1.5"}, {"1e2", "f64:100"}, {"-2.5E-1", "f64:-0.25"},
-        {"1e400", "f64:inf"}, {"-1e400", "f64:-inf"}, {"1e-400", "f64:0"},
+        {"1.5", "f64:1.5"}, {"1e2", "f64:100"}, {"1e400", "f64:inf"}, {"1e-400", "f64:0"},
         {"[]", "[]"}, {"[1,\"a\",[true],{}]", "[i64:1,s:a,[b:1],{}]"}, {"[null,1]", "[null:,i64:1]"},
         {"{}", "{}"}, {"{\"b\":1,\"a\":{\"c\":null}}", "{a={};b=i64:1}"},
     };
@@ -150,32 +134,25 @@ TEST(ReadJsonTyped, EveryKindComesBackWithItsWidth) {
         const char* value;
         const char* shown;  // null, ptr or word: refused (with that message)
     } cases[] = {
-        {"bool", "true", "b:1"}, {"bool", "1", nullptr},
-        {"int", "-2147483648", "i:-2147483648"}, {"int", "2147483648", nullptr}, {"int", "1.0", nullptr},
-        {"int16", "-32768", "i16:-32768"}, {"int16", "32767", "i16:32767"}, {"int16", "32768", nullptr},
-        {"int16", "-32769", nullptr}, {"int64", "-9223372036854775808", "i64:-9223372036854775808"},
-        {"int64", "9223372036854775808", nullptr}, {"uint", "4294967295", "u:4294967295"},
-        {"uint", "4294967296", nullptr}, {"uint", "-1", nullptr}, {"uint16", "65535", "u16:65535"},
-        {"uint16", "65536", nullptr}, {"uint64", "18446744073709551615", "u64:18446744073709551615"},
-        {"uint64", "18446744073709551616", nullptr}, {"size_t", "7", "sz:7"}, {"size_t", "\"7\"", nullptr},
-        {"time", "-5", "t:-5"}, {"float32", "1.25", "f32:1.25"}, {"float32", "1e39", nullptr},
+        {"bool", "true", "b:1"}, {"bool", "1", nullptr}, {"int", "1.0", nullptr}, {"time", "-5", "t:-5"},
+        {"int", "-2147483648", "i:-2147483648"}, {"int", "2147483648", nullptr},
+        {"int16", "-32768", "i16:-32768"}, {"int16", "32768", nullptr}, {"size_t", "7", "sz:7"},
+        {"int64", "-9223372036854775808", "i64:-9223372036854775808"}, {"int64", "9223372036854775808", nullptr},
+        {"uint", "4294967295", "u:4294967295"}, {"uint", "-1", nullptr},
+        {"uint16", "65535", "u16:65535"}, {"uint16", "65536", nullptr},
+        {"uint64", "18446744073709551615", "u64:18446744073709551615"}, {"uint64", "18446744073709551616", nullptr},
         {"float32", "-3.4028235e+38", "f32:-3.4028234663852886e+38"}, {"float32", "3.4028236e+38", nullptr},
-        {"float32", "\"-Infinity\"", "f32:-inf"}, {"float64", "0.500000", "f64:0.5"},
-        {"float64", "3", "f64:3"}, {"float64", "\"NaN\"", "f64:nan"}, {"float64", "\"Infinity\"", "f64:inf"},
-        {"float64", "\"nan\"", nullptr}, {"string", "\"a\\\"b\"", "s:a\"b"}, {"string", "1", nullptr},
+        {"float32", "\"-Infinity\"", "f32:-inf"}, {"float64", "0.500000", "f64:0.5"}, {"float64", "3", "f64:3"},
+        {"float64", "\"NaN\"", "f64:nan"}, {"float64", "\"nan\"", nullptr},
+        {"string", "\"a\\\"b\"", "s:a\"b"}, {"string", "1", nullptr},
         {"media_format", "\"NV12\"", "fmt:NV12"}, {"media_format", "\"NV1\"", nullptr},
-        {"resolution", "{\"width\":640,\"height\":480}", "res:640x480"},
-        {"resolution", "{\"height\":2,\"width\":1}", "res:1x2"},
-        {"resolution", "{\"width\":640}", nullptr}, {"resolution", "{\"width\":1,\"height\":-1}", nullptr},
-        {"resolution", "{\"width\":1,\"height\":2,\"depth\":3}", nullptr}, {"resolution", "{}", nullptr},
-        {"properties", "{}", "{}"}, {"properties", "{\"x\":{\"type\":\"int16\",\"value\":-1}}", "{x=i16:-1}"},
-        {"properties", "[]", nullptr}, {"vector", "[]", "[]"},
+        {"resolution", "{\"height\":2,\"width\":1}", "res:1x2"}, {"resolution", "{\"width\":640}", nullptr},
+        {"resolution", "{\"width\":1,\"height\":-1}", nullptr},
+        {"resolution", "{\"width\":1,\"height\":2,\"depth\":3}", nullptr},
+        {"properties", "{\"x\":{\"type\":\"int16\",\"value\":-1}}", "{x=i16:-1}"}, {"vector", "[1]", nullptr},
         {"vector", "[{\"type\":\"uint16\",\"value\":1},{\"value\":\"s\",\"type\":\"string\"}]", "[u16:1,s:s]"},
-        {"vector", "[1]", nullptr}, {"vector", "{}", nullptr}, {"int", "null", nullptr},
-        {"ptr", "\"0\"", ptr}, {"shared_ptr", "\"0\"", ptr}, {"weak_ptr", "\"0\"", ptr}, {"wrapper", "\"0\"", ptr},
-        {"shared_ptr(Foo)", "\"0\"", ptr}, {"weak_ptr(a::B)", "\"0\"", ptr}, {"shared_ptr()", "\"0\"", ptr},
-        {"Int", "1", word}, {"int8", "1", word}, {"int(x)", "\"0\"", word}, {"wrapper(x)", "\"0\"", word},
-        {"ptr)", "\"0\"", word},
+        {"ptr", "\"0\"", ptr}, {"wrapper", "\"0\"", ptr}, {"shared_ptr(Foo)", "\"0\"", ptr}, {"shared_ptr()", "\"0\"", ptr},
+        {"Int", "1", word}, {"int(x)", "\"0\"", word}, {"wrapper(x)", "\"0\"", word}, {"ptr)", "\"0\"", word},
     };
     // clang-format on
     const TavJsonOptions typed = Options(TAV_JSON_TYPED);
@@ -211,7 +188,7 @@ TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
          {"{\"a\":1}", "{\"a\":{\"type\":\"int\"}}", "{\"a\":{\"value\":1}}",
           "{\"a\":{\"type\":\"int\",\"value\":1,\"extra\":2}}",
           "{\"a\":{\"type\":\"int\",\"type\":\"int\",\"value\":1}}",
-          "{\"a\":{\"type\":1,\"value\":1}}", "{\"a\":{\"type\":[],\"value\":1}}", "{\"a\":[]}",
+          "{\"a\":{\"type\":1,\"value\":1}}", "{\"a\":[]}",
           "{\"a\":{\"type\":\"vector\",\"value\":[null]}}"}) {
         Bag bag;
         TavTextError error{};
@@ -238,52 +215,61 @@ TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
     EXPECT_EQ(error.memberSize, 0u);
 }
 
-// The fixed-form writer's text is valid JSON when no string needs more than
-// its quotes escaped; every kind it writes but the resolution (whose fields
-// it wraps) and the pointers comes back equal.
-TEST(ReadJsonTyped, ReadsBackTheFixedFormWriter) {
-    Bag inner;
+// The text of bag from the typed writer with options o, or from the fixed-form writer (null o).
+std::string JsonOf(const TavProperties* bag, const TavJsonOptions* o) {
+    TavString out;
+    TavStringConstructDefault(&out, TavAllocatorGetDefault());
+    EXPECT_NE(o ? TavPropertiesWriteJson(bag, &out, o) : TavPropertiesToJson(bag, &out), nullptr);
+    const std::string text = Text(&out);
+    TavStringDestruct(&out);
+    return text;
+}
+
+// Both writers' texts read back to an equal bag: the fixed form's for every kind it writes but
+// the resolution (whose fields it wraps) and the pointers; the typed one, also at the extremes of
+// every width, with an empty name and path characters in names, and writes the same bytes again.
+TEST(ReadJsonTyped, ReadsBackWhatTheWritersWrite) {
+    using F = std::numeric_limits<float>;
+    using D = std::numeric_limits<double>;
+    Bag inner, empty, bag;
     inner.Put("s", Str("say \"x\""));
-    Bag bag;
-    bag.Put("b", Bool(true)).Put("i", Int(-3)).Put("u", Uint(7)).Put("f32", F32(1.25f));
+    bag.Put("b", Bool(true)).Put("i", Int(INT32_MIN)).Put("u", Uint(7)).Put("f32", F32(1.25f));
     bag.Put("f64", F64(-0.5)).Put("n", Nested(inner)).Put("v", Vec({Int(1), F64(0.5), Str("e")}));
-    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{-1}, TAV_TRUE));
+    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{INT16_MIN}, TAV_TRUE));
     bag.Put("u16", Make(TavPropertyValueConstructUint16, TavUint16{65535}, TAV_TRUE));
     bag.Put("i64", Make(TavPropertyValueConstructInt64, TavInt64{INT64_MIN}, TAV_TRUE));
     bag.Put("u64", Make(TavPropertyValueConstructUint64, TavUint64{UINT64_MAX}, TAV_TRUE));
-    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{42}, TAV_TRUE));
-    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{-9}, TAV_TRUE));
+    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{SIZE_MAX}, TAV_TRUE));
+    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{INT64_MAX}, TAV_TRUE));
     bag.Put("fmt", Make(TavPropertyValueConstructMediaFormat,
                         TavMediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')}, TAV_TRUE));
-    TavString json;
-    TavStringConstructDefault(&json, TavAllocatorGetDefault());
-    ASSERT_NE(TavPropertiesToJson(bag, &json), nullptr);
     const TavJsonOptions typed = Options(TAV_JSON_TYPED);
-    Bag back;
-    EXPECT_TRUE(Read(back, Text(&json), nullptr, &typed)) << Text(&json);
-    EXPECT_TRUE(TavPropertiesEqual(bag, back)) << Show(back);
-    TavStringDestruct(&json);
+    Bag fixed;
+    EXPECT_TRUE(Read(fixed, JsonOf(bag, nullptr), nullptr, &typed)) << JsonOf(bag, nullptr);
+    EXPECT_TRUE(TavPropertiesEqual(bag, fixed)) << Show(fixed);
+    bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{65535, 0}, TAV_TRUE));
+    bag.Put("a.b[0]", Vec({F32(-0.0f), F32(F::denorm_min()), F32(F::max()), Vec({Vec({}), Nested(empty)}),
+                           F64(D::lowest()), F64(-D::denorm_min())}));
+    bag.Put("", Bool(false));
+    for (TavUint indent : {0u, 1u}) {
+        const TavJsonOptions o = Options(TAV_JSON_TYPED, indent);
+        Bag back;
+        ASSERT_TRUE(Read(back, JsonOf(bag, &o), nullptr, &o)) << JsonOf(bag, &o);
+        EXPECT_TRUE(TavPropertiesEqual(bag, back)) << JsonOf(back, &o);
+        EXPECT_EQ(JsonOf(back, &o), JsonOf(bag, &o));
+    }
 }
 
 // ---- the target bag ------------------------------------------------------------
 
-TEST(ReadJsonTarget, ExistingEntriesAreSetAndListenersHearEachMember) {
+// A failed text leaves the bag and its listeners alone; a read text sets present entries (a
+// read-only one stays) and listeners hear each member.
+TEST(ReadJsonTarget, ExistingEntriesAreSetAndListenersHearEachMemberUnlessTheTextFails) {
     Lines events;
     Bag bag;
     TavPropertyValue fixed;
     TavPropertyValueConstructInt(&fixed, 7, TAV_FALSE);
     bag.Put("a", Int(1)).Put("keep", fixed).Put("n", Str("old"));
-    Listen(bag, &Record, &events);
-    ASSERT_TRUE(Read(bag, "{\"n\":2,\"keep\":8,\"a\":\"s\",\"new\":[true]}"));
-    EXPECT_EQ(Show(bag), "a=s:s;keep=i~7;n=i64:2;new=[b:1]");
-    EXPECT_EQ(events, (Lines{"B a i:1/s:s", "A a s:s/s:s", "B keep i~7/i64:8", "B n s:old/i64:2",
-                             "A n i64:2/i64:2", "B new -/[b:1]", "A new -/[b:1]"}));
-}
-
-TEST(ReadJsonTarget, AFailedTextLeavesTheBagAndItsListenersAlone) {
-    Lines events;
-    Bag bag;
-    bag.Put("a", Int(1));
     Listen(bag, &Record, &events);
     const TavJsonOptions typed = Options(TAV_JSON_TYPED);
     for (const char* text : {"{\"a\":2,\"b\":{\"c\":[1,2,3]},\"z\":01}", "{\"a\":2,\"b\":3} x"}) {
@@ -293,8 +279,12 @@ TEST(ReadJsonTarget, AFailedTextLeavesTheBagAndItsListenersAlone) {
     EXPECT_FALSE(
         Read(bag, "{\"a\":{\"type\":\"int\",\"value\":2},\"z\":{\"type\":\"int16\",\"value\":1e9}}",
              nullptr, &typed));
-    EXPECT_EQ(Show(bag), "a=i:1");
+    EXPECT_EQ(Show(bag), "a=i:1;keep=i~7;n=s:old");
     EXPECT_TRUE(events.empty());
+    ASSERT_TRUE(Read(bag, "{\"n\":2,\"keep\":8,\"a\":\"s\",\"new\":[true]}"));
+    EXPECT_EQ(Show(bag), "a=s:s;keep=i~7;n=i64:2;new=[b:1]");
+    EXPECT_EQ(events, (Lines{"B a i:1/s:s", "A a s:s/s:s", "B keep i~7/i64:8", "B n s:old/i64:2",
+                             "A n i64:2/i64:2", "B new -/[b:1]", "A new -/[b:1]"}));
 }
 
 std::string NestedArrays(std::size_t depth) {
@@ -342,34 +332,29 @@ TEST(ReadJsonMemory, EveryFailedAllocationLeavesTheBagUntouched) {
     };
     // clang-format on
     for (const Case& c : cases) {
-        tavtest::CountingAllocator alloc;
-        tavtest::CountingAllocator fallback;
+        tavtest::CountingAllocator alloc, fallback;
         tavtest::DefaultAllocatorHook hook(fallback);  // nothing may come from the default one
         Bag whole(alloc);
         ASSERT_TRUE(Read(whole, c.text, nullptr, c.options));
         const std::string expected = Show(whole);
-        EXPECT_GE(
-            tavtest::SweepAllocationFailures(
-                alloc,
-                [&](std::size_t k) {
-                    const std::size_t live = alloc.liveBlocks();
-                    {
-                        alloc.FailAt(0);
-                        Bag bag(alloc);
-                        bag.Put("m", Int(1));
-                        alloc.FailAt(k);  // counted from the read on
-                        TavTextError error{};
-                        const bool read = Read(bag, c.text, &error, c.options);
-                        // Reading fails cleanly; the Set of a present entry that runs out
-                        // of memory leaves it a false Bool, as any Set does.
-                        const bool reading =
-                            !read && std::strcmp(error.message, "out of memory") == 0;
-                        EXPECT_EQ(Show(bag), read ? expected : reading ? "m=i:1" : "m=b:0") << k;
-                        EXPECT_TRUE(read || alloc.Failed()) << k;
-                    }
-                    EXPECT_EQ(alloc.liveBlocks(), live) << k;
-                }),
-            15u);
+        const auto attempt = [&](std::size_t k) {
+            const std::size_t live = alloc.liveBlocks();
+            {
+                alloc.FailAt(0);
+                Bag bag(alloc);
+                bag.Put("m", Int(1));
+                alloc.FailAt(k);  // counted from the read on
+                TavTextError error{};
+                const bool read = Read(bag, c.text, &error, c.options);
+                // Reading fails cleanly; the Set of a present entry that runs out of memory
+                // leaves it a false Bool, as any Set does.
+                const bool reading = !read && std::strcmp(error.message, "out of memory") == 0;
+                EXPECT_EQ(Show(bag), read ? expected : reading ? "m=i:1" : "m=b:0") << k;
+                EXPECT_TRUE(read || alloc.Failed()) << k;
+            }
+            EXPECT_EQ(alloc.liveBlocks(), live) << k;
+        };
+        EXPECT_GE(tavtest::SweepAllocationFailures(alloc, attempt), 15u);
         EXPECT_EQ(fallback.attempts(), 0u);
     }
 }
