@@ -1,6 +1,6 @@
-// The well-formed XML writer: exact text of every kind, escaping of names and
-// strings (what XML 1.0 can't hold becomes U+FFFD), any depth without
-// recursion, allocation failures.
+// The XML writers: the well-formed one (exact text of every kind, escaping of names and strings,
+// what XML 1.0 can't hold as U+FFFD, any depth) and the XML-like dump that appends to the
+// caller's text (nothing escaped, 4,096 levels at most); allocation failures in both.
 #include <cmath>
 #include <limits>
 #include <string>
@@ -15,56 +15,49 @@ namespace {
 using namespace texttest;
 
 const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<properties>\n";
-const std::string kTail = "</properties>\n";
 const std::string kFffd = "\xEF\xBF\xBD";
 
-// The writer's text, or "FAILED" (see Written).
+// The well-formed writer's text, or "FAILED" (see Written).
 std::string Write(TavProperties* bag) {
     return Written([&](TavString* s) { return TavPropertiesWriteXml(bag, s); });
 }
 
 // The document around the lines of one bag's entries.
-std::string Doc(const std::string& lines) { return kHead + lines + kTail; }
+std::string Doc(const std::string& lines) { return kHead + lines + "</properties>\n"; }
 
-TEST(WriteXml, EachKindHasItsElementTypeAndText) {
+// The text the dump leaves in a string that held `before` (it always returns the string).
+std::string AppendXml(TavProperties* bag, const std::string& before = "") {
+    return Written([&](TavString* s) { return TavPropertiesToXml(bag, s); }, before);
+}
+
+TEST(WriteXml, EachKindHasItsElementTypeAndTextBagsInNameOrder) {
     const float inf = std::numeric_limits<float>::infinity();
+    Bag inner, empty;
     struct Case {
-        const char* what;
         TavPropertyValue value;
         std::string line;
     } cases[] = {
-        {"bool", Bool(false), R"(<value name="x" type="bool">false</value>)"},
-        {"int", Int(-3), R"(<value name="x" type="int">-3</value>)"},
-        {"uint", Uint(7), R"(<value name="x" type="uint">7</value>)"},
-        {"int64", Make(TavPropertyValueConstructInt64, TavInt64{-1} << 62, TAV_TRUE),
+        {Bool(false), R"(<value name="x" type="bool">false</value>)"},
+        {Int(-3), R"(<value name="x" type="int">-3</value>)"},
+        {Uint(7), R"(<value name="x" type="uint">7</value>)"},
+        {Make(TavPropertyValueConstructInt64, TavInt64{-1} << 62, TAV_TRUE),
          R"(<value name="x" type="int64">-4611686018427387904</value>)"},
-        {"shortest double", F64(0.1), R"(<value name="x" type="float64">0.1</value>)"},
-        {"float keeps its width", F32(0.1f), R"(<value name="x" type="float32">0.1</value>)"},
-        {"NaN", F64(std::nan("")), R"(<value name="x" type="float64">NaN</value>)"},
-        {"-INF", F32(-inf), R"(<value name="x" type="float32">-INF</value>)"},
-        {"string", Str("a b"), R"(<value name="x" type="string">a b</value>)"},
-        {"resolution", Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, TAV_TRUE),
+        {F64(0.1), R"(<value name="x" type="float64">0.1</value>)"},
+        {F32(0.1f), R"(<value name="x" type="float32">0.1</value>)"},
+        {F64(std::nan("")), R"(<value name="x" type="float64">NaN</value>)"},
+        {F32(-inf), R"(<value name="x" type="float32">-INF</value>)"},
+        {Str("a b"), R"(<value name="x" type="string">a b</value>)"},
+        {Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, TAV_TRUE),
          R"(<value name="x" type="resolution"><width>640</width><height>480</height></value>)"},
-        {"vector", Vec({Int(1), Str("s"), Vec({})}),
+        {Vec({Int(1), Str("s"), Vec({})}),
          "<vector name=\"x\">\n<value type=\"int\">1</value>\n<value type=\"string\">s</value>\n"
          "<vector>\n</vector>\n</vector>"},
+        {Nested(inner.Put("z", Uint(1)).Put("a", Bool(true))),
+         "<properties name=\"x\">\n<value name=\"a\" type=\"bool\">true</value>\n"
+         "<value name=\"z\" type=\"uint\">1</value>\n</properties>"},
+        {Nested(empty), "<properties name=\"x\">\n</properties>"},
     };
-    for (Case& c : cases) {
-        Bag bag;
-        bag.Put("x", c.value);
-        EXPECT_EQ(Write(bag), Doc(c.line + "\n")) << c.what;
-    }
-}
-
-TEST(WriteXml, NestedBagsInNameOrderAndAnEmptyBag) {
-    Bag inner, empty, bag;
-    bag.Put("b", Nested(inner.Put("z", Uint(1)).Put("a", Bool(true))));
-    bag.Put("a", Nested(empty));
-    EXPECT_EQ(Write(bag), Doc("<properties name=\"a\">\n</properties>\n"
-                              "<properties name=\"b\">\n"
-                              "<value name=\"a\" type=\"bool\">true</value>\n"
-                              "<value name=\"z\" type=\"uint\">1</value>\n"
-                              "</properties>\n"));
+    for (Case& c : cases) EXPECT_EQ(Write(Bag().Put("x", c.value)), Doc(c.line + "\n"));
     Bag none;
     EXPECT_EQ(Write(none), Doc(""));
 }
@@ -86,25 +79,90 @@ TEST(WriteXml, NamesAndStringsAreEscapedAndUnrepresentableBytesReplaced) {
     for (const auto& c : cases) {
         Bag bag;
         TavString name;
-        TavStringConstructRange(&name, c.raw.data(), c.raw.data() + c.raw.size(), TavAllocatorGetDefault());
-        TavPropertyValue v;
-        TavPropertyValueConstructString(&v, &name, TAV_TRUE);
+        TavStringConstructRange(&name, c.raw.data(), c.raw.data() + c.raw.size(),
+                                TavAllocatorGetDefault());
+        TavPropertyValue v = Make(TavPropertyValueConstructString, &name, TAV_TRUE);
         EXPECT_TRUE(TavPropertiesAddProperty(bag, &name, &v));
         TavPropertyValueDestruct(&v);
         TavStringDestruct(&name);
-        EXPECT_EQ(Write(bag), Doc("<value name=\"" + c.written + "\" type=\"string\">" + c.written +
-                                  "</value>\n"))
+        EXPECT_EQ(Write(bag), Doc("<value name=\"" + c.written + "\" type=\"string\">" +
+                                  c.written + "</value>\n"))
             << c.raw;
     }
 }
 
-// No nesting limit and no indentation: the text grows linearly; every bag of
-// the chain is unlocked afterwards.
-TEST(WriteXml, AnyDepthWithoutRecursion) {
-    Bag vectors, chain;
+const char* const kWorkedExample =
+    "\t<value name=\"a\" type=\"int\">5</value>\n"
+    "\t<properties name=\"b\">\n"
+    "\t\t<value name=\"c\" type=\"bool\">true</value>\n"
+    "\t</properties> <!-- b -->\n"
+    "\t<vector name=\"d\">\n"
+    "\t\t<value type=\"string\">x</value>\n"
+    "\t\t<properties>\n"
+    "\t\t\t<value name=\"e\" type=\"uint\">1</value>\n"
+    "\t\t</properties>\n"
+    "\t</vector> <!-- d -->\n";
+
+void FillWorkedExample(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
+    Bag b(a), e(a);
+    bag.Put("a", Int(5)).Put("b", Nested(b.Put("c", Bool(true))));
+    bag.Put("d", Vec({Str("x", a), Nested(e.Put("e", Uint(1)))}, a));
+}
+
+TEST(XmlDump, AppendsToWhatTheStringHoldsAndWritesLeavesUnescapedWithTheirOwnWords) {
+    Bag bag;
+    FillWorkedExample(bag);
+    EXPECT_EQ(AppendXml(bag), kWorkedExample);
+    EXPECT_EQ(AppendXml(bag, AppendXml(bag)), std::string(kWorkedExample) + kWorkedExample);
+    Bag kinds;
+    kinds.Put("f", F32(0.5f)).Put("n", Nested(Bag())).Put("s", Str("a<b&\"c\"")).Put("v", Vec({}));
+    kinds.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0));
+    kinds.Put("t", Make(TavPropertyValueConstructTime, 90, 0)).Put("w", Vec({Vec({})}));
+    EXPECT_EQ(AppendXml(kinds), "\t<value name=\"f\" type=\"TavFloat32\">0.500000</value>\n"
+                                "\t<properties name=\"n\">\n\t</properties> <!-- n -->\n"
+                                "\t<value name=\"r\" type=\"resolution\">"
+                                "<width>640</width><height>480</height></value>\n"
+                                "\t<value name=\"s\" type=\"string\">a<b&\"c\"</value>\n"
+                                "\t<value name=\"t\" type=\"TavTime\">90</value>\n"
+                                "\t<vector name=\"v\">\n\t</vector> <!-- v -->\n"
+                                "\t<vector name=\"w\">\n\t\t<vector>\n\t\t</vector>\n"
+                                "\t</vector> <!-- w -->\n");
+}
+
+// How many bags and vectors the dump opens inside one another.
+constexpr std::size_t kLimit = 4096;
+
+// The dump's lines of `levels` containers nested from the top bag, each opened by open(k) and
+// closed by close(k) at k tabs (k = 1 outermost), around `inner`.
+using Line = std::string (*)(std::size_t k);
+std::string Nest(std::size_t levels, Line open, Line close, const std::string& inner = "") {
+    std::string text;
+    for (std::size_t k = 1; k <= levels; ++k) text += std::string(k, '\t') + open(k) + "\n";
+    text += inner;
+    for (std::size_t k = levels; k >= 1; --k) text += std::string(k, '\t') + close(k) + "\n";
+    return text;
+}
+
+// The well-formed writer has no nesting limit and no indentation, so its text grows linearly;
+// the dump leaves out what is deeper than its limit. Either leaves every bag unlocked.
+TEST(WriteXml, BothWritersWalkAnyDepthWithoutRecursion) {
+    const auto bagOpen = [](std::size_t) -> std::string { return "<properties name=\"a\">"; };
+    const auto bagClose = [](std::size_t) -> std::string { return "</properties> <!-- a -->"; };
+    const auto vecOpen = [](std::size_t k) -> std::string {
+        return k == 1 ? "<vector name=\"v\">" : "<vector>";
+    };
+    const auto vecClose = [](std::size_t k) -> std::string {
+        return k == 1 ? "</vector> <!-- v -->" : "</vector>";
+    };
+    Bag atLimit, chain, vectors;
+    PutChain(atLimit, kLimit);
+    EXPECT_EQ(AppendXml(atLimit),
+              Nest(kLimit, bagOpen, bagClose,
+                   std::string(kLimit + 1, '\t') + "<value name=\"a\" type=\"int\">1</value>\n"));
     PutVectorChain(vectors, "v", kDeep, Int(1));
     EXPECT_EQ(Write(vectors), Doc("<vector name=\"v\">\n" + Repeat("<vector>\n", kDeep - 1) +
                                   "<value type=\"int\">1</value>\n" + Repeat("</vector>\n", kDeep)));
+    EXPECT_EQ(AppendXml(vectors), Nest(kLimit, vecOpen, vecClose));
     PutChain(chain, kDeep);
     EXPECT_EQ(Write(chain), Doc(Repeat("<properties name=\"a\">\n", kDeep) +
                                 "<value name=\"a\" type=\"int\">1</value>\n" +
@@ -112,6 +170,8 @@ TEST(WriteXml, AnyDepthWithoutRecursion) {
     for (std::size_t depth : {std::size_t{0}, kDeep / 2, kDeep}) {
         EXPECT_TRUE(Unlocked(ChainBag(chain, depth))) << depth;
     }
+    EXPECT_EQ(AppendXml(chain, "x"), "x" + Nest(kLimit, bagOpen, bagClose));
+    EXPECT_TRUE(Unlocked(ChainBag(chain, kLimit)));
 }
 
 TEST(WriteXml, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing) {
@@ -120,13 +180,60 @@ TEST(WriteXml, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing
     PutFailureExample(bag, inner, alloc, '&');
     const std::string expected = Write(bag);
     ASSERT_EQ(expected.compare(0, kHead.size(), kHead), 0);
-    EXPECT_GE(SweepWriteFailures(alloc, expected,
-                                 [&](TavString* s) {
-                                     const TavString* result = TavPropertiesWriteXml(bag, s);
-                                     EXPECT_TRUE(Unlocked(bag));
-                                     return result;
-                                 }),
-              4u);
+    const auto write = [&](TavString* s) {
+        const TavString* result = TavPropertiesWriteXml(bag, s);
+        EXPECT_TRUE(Unlocked(bag));
+        return result;
+    };
+    EXPECT_GE(SweepWriteFailures(alloc, expected, write), 4u);
+}
+
+// True when the lines of part are lines of whole, in the same order.
+bool LinesWithin(const std::string& part, const std::string& whole) {
+    std::size_t matched = 0;
+    for (std::size_t at = 0, end; (end = whole.find('\n', at)) != std::string::npos; at = end + 1) {
+        const std::size_t n = end + 1 - at;
+        if (part.compare(matched, n, whole, at, n) == 0) matched += n;
+    }
+    return matched == part.size();
+}
+
+// Every opening line of the text has its closing line.
+bool Balanced(const std::string& text) {
+    const auto count = [&](const char* s) {
+        std::size_t n = 0;
+        for (std::size_t at = text.find(s); at != std::string::npos; at = text.find(s, at + 1)) ++n;
+        return n;
+    };
+    return count("<properties") == count("</properties>") && count("<vector") == count("</vector>");
+}
+
+// The dump's example nests vectors deeper than the walk keeps in place, so that its own memory
+// (from the bag's allocator) can fail too; the indentation comes from the default allocator.
+TEST(XmlDump, AllocationFailuresDropTextButKeepTheRestAndLeakNothing) {
+    tavtest::CountingAllocator alloc;
+    Bag bag(alloc);
+    FillWorkedExample(bag, alloc);
+    PutVectorChain(bag, "w", 40, Str("deep", alloc), alloc);
+    const std::string full = AppendXml(bag);
+    TavString xml;
+    TavStringConstructCStr(&xml, "before", alloc);
+    const std::size_t live = alloc.liveBlocks();
+    tavtest::DefaultAllocatorHook hook(alloc);
+    tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
+        const std::string before = Text(&xml);
+        EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml);
+        const std::string text = Text(&xml), added = text.substr(before.size());
+        EXPECT_EQ(text.substr(0, before.size()), before) << k;
+        if (alloc.Failed()) {
+            EXPECT_TRUE(LinesWithin(added, full)) << "failing allocation " << k << ":\n" << added;
+            EXPECT_TRUE(Balanced(added)) << "failing allocation " << k << ":\n" << added;
+        } else {
+            EXPECT_EQ(added, full) << "failing allocation " << k;
+        }
+        EXPECT_EQ(alloc.liveBlocks(), live) << k;
+    });
+    TavStringDestruct(&xml);
 }
 
 }  // namespace
