@@ -59,25 +59,19 @@ TavPropertyValue Copy(const TavPropertyValue& v) {
     return c;
 }
 
-// Each kind in both styles; the indented forms are the one-line text laid out as a standard
-// pretty printer does (members in the same order).
+// Each kind in both styles (no options and zeroed ones: plain on one line). The indented forms
+// are the one-line text laid out as a standard pretty printer does (members in the same order).
 TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
     Bag inner, empty, inVector;
     inner.Put("e", Uint(7)).Put("f", Str("y"));
     inVector.Put("a", Int(1));
     const struct { TavPropertyValue value; const char* plain; std::string typed; } kinds[] = {
-        {Bool(true), "true", Typed("bool", "true")},
         {Make(TavPropertyValueConstructBool, TavBool{2}, 0), "true", Typed("bool", "true")},
         {Bool(false), "false", Typed("bool", "false")},
-        {Int(-3), "-3", Typed("int", "-3")},
         {Make(TavPropertyValueConstructInt64, INT64_MIN, 0), "-9223372036854775808",
          Typed("int64", "-9223372036854775808")},
-        {Uint(UINT32_MAX), "4294967295", Typed("uint", "4294967295")},
         {Make(TavPropertyValueConstructUint64, UINT64_MAX, 0), "18446744073709551615",
          Typed("uint64", "18446744073709551615")},
-        {Make(TavPropertyValueConstructSizeT, TavSizeT{12345678901234}, 0), "12345678901234",
-         Typed("size_t", "12345678901234")},
-        {Make(TavPropertyValueConstructTime, TavTime{-5}, 0), "-5", Typed("time", "-5")},
         {Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0),
          R"({"width":640,"height":480})", Typed("resolution", R"({"width":640,"height":480})")},
         {Make(TavPropertyValueConstructMediaFormat, TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2'), 0),
@@ -86,11 +80,10 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
         {Nested(inner), R"({"e":7,"f":"y"})",
          Typed("properties", "{\"e\":" + Typed("uint", "7") + ",\"f\":" +
                                  Typed("string", R"("y")") + "}")},
-        {Nested(empty), "{}", Typed("properties", "{}")},
-        {Vec({Int(1), Vec({})}), "[1,[]]",
-         Typed("vector", "[" + Typed("int", "1") + "," + Typed("vector", "[]") + "]")},
-        {Vec({Nested(inVector)}), R"([{"a":1}])",
-         Typed("vector", "[" + Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
+        {Vec({Int(1), Vec({}), Nested(empty), Nested(inVector)}), R"([1,[],{},{"a":1}])",
+         Typed("vector", "[" + Typed("int", "1") + "," + Typed("vector", "[]") + "," +
+                             Typed("properties", "{}") + "," +
+                             Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
     };
     for (const auto& k : kinds) {
         const std::string plain = std::string("{\"v\":") + k.plain + "}";
@@ -103,24 +96,32 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
             EXPECT_EQ(One(Copy(k.value), Options(TAV_JSON_TYPED, indent)),
                       ordered_json::parse(typed).dump(static_cast<int>(indent)));
         }
+        EXPECT_EQ(One(Copy(k.value), TavJsonOptions{}), plain);
+        EXPECT_EQ(Write(Bag().Put("v", Copy(k.value)), nullptr), plain);
         TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&k.value));
     }
-}
-
-// The layout without a reference printer: no blank but after the colon, empty containers on
-// one line, no newline at the end; no options are zeroed options, the plain one-line form.
-TEST(WriteJson, IndentsMembersAndElementsOnePerLine) {
-    Bag bag, c, e;
-    bag.Put("a", Int(1)).Put("b", Vec({})).Put("c", Nested(c));
-    bag.Put("d", Vec({Bool(true), Nested(e.Put("e", Str("x")))}));
-    EXPECT_EQ(Write(bag, Options(TAV_JSON_PLAIN, 2)),
-              "{\n  \"a\": 1,\n  \"b\": [],\n  \"c\": {},\n  \"d\": [\n    true,\n"
-              "    {\n      \"e\": \"x\"\n    }\n  ]\n}");
     Bag none;
     EXPECT_EQ(Write(none, Options(TAV_JSON_TYPED, 3)), "{}");
-    const TavJsonOptions zero{};
-    EXPECT_EQ(Write(bag, nullptr), Write(bag, zero));
-    EXPECT_EQ(Write(bag, nullptr), R"({"a":1,"b":[],"c":{},"d":[true,{"e":"x"}]})");
+}
+
+// Floats keep their width; what JSON has no number for is null when plain and a named string
+// when typed.
+TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
+    using F = std::numeric_limits<float>;
+    using D = std::numeric_limits<double>;
+    const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
+        {F64(-0.0), "-0", nullptr}, {F64(D::max()), "1.7976931348623157e+308", nullptr},
+        {F32(0.1f), "0.1", nullptr}, {F32(F::max()), "3.4028235e+38", nullptr},
+        {F32(F::denorm_min()), "1e-45", nullptr}, {F32(-0.0f), "-0", nullptr},
+        {F64(D::quiet_NaN()), "null", R"("NaN")"}, {F64(D::infinity()), "null", R"("Infinity")"},
+        {F64(-D::infinity()), "null", R"("-Infinity")"}, {F32(-F::quiet_NaN()), "null", R"("NaN")"},
+    };
+    for (const auto& c : cases) {
+        const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
+        EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
+        EXPECT_EQ(One(c.value, kTyped),
+                  "{\"v\":" + Typed(f32 ? "float32" : "float64", c.typed ? c.typed : c.text) + "}");
+    }
 }
 
 // The fixed form: the caller's text replaced, only the quotes of string values escaped (a
@@ -141,8 +142,7 @@ TEST(WriteJson, FixedFormWritesTheWorkedExampleAndEachKindWithItsWord) {
                                   R"("height":{"type": "size_t", "value": 480}})"));
     EXPECT_EQ(Fixed(Bag().Put("q\"n", Int(1))), "{\"q\"n\":" + Typed("int", "1") + "}");
     using L = std::numeric_limits<double>;
-    for (double d : {-0.0, 5e-7, 1.5e-6, 2.5e-7, 1e300, -1e22, 123456.7890125, 1.0 / 3, 9.9999995,
-                     L::max(), L::denorm_min(), L::infinity(), L::quiet_NaN()}) {
+    for (double d : {-0.0, 5e-7, 2.5e-7, -1e22, 1.0 / 3, 9.9999995, L::max(), L::quiet_NaN()}) {
         char expected[400];
         std::snprintf(expected, sizeof expected, "%f", d);
         EXPECT_EQ(FixedOne(F64(d)), Typed("float64", expected)) << d;
@@ -159,39 +159,29 @@ TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
     TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {}, a);
     TavWeakPtr_void wp;
     TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
-    const struct { TavPropertyValue value; std::string word; } kinds[] = {
-        {Make(TavPropertyValueConstructVoidPtr, static_cast<TavVoidPtr>(&object), 0), "ptr"},
-        {Make(TavPropertyValueConstructSharedVoidPtr, &sp, 0), "shared_ptr"},
-        {Make(TavPropertyValueConstructWeakVoidPtr, &wp, 0), "weak_ptr"},
-        {Make(TavPropertyValueConstructSharedPtr, &sp, "F<\"q\\\">", 0, a),
-         R"(shared_ptr(F<\"q\\\">))"},
-        {Make(TavPropertyValueConstructWeakPtr, &wp, "Frame", 0, a), "weak_ptr(Frame)"},
-    };
-    for (const auto& k : kinds) {
-        EXPECT_EQ(One(Copy(k.value), kPlain), "{\"v\":" + address + "}");
-        EXPECT_EQ(One(Copy(k.value), kTyped), "{\"v\":" + Typed(k.word, address) + "}");
+    TavPropertyValue kinds[] = {
+        Make(TavPropertyValueConstructVoidPtr, static_cast<TavVoidPtr>(&object), 0),
+        Make(TavPropertyValueConstructSharedPtr, &sp, "F<\"q\\\">", 0, a),
+        Make(TavPropertyValueConstructWeakVoidPtr, &wp, 0)};
+    const char* words[] = {"ptr", R"(shared_ptr(F<\"q\\\">))", "weak_ptr"};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(One(Copy(kinds[i]), kPlain), "{\"v\":" + address + "}");
+        EXPECT_EQ(One(Copy(kinds[i]), kTyped), "{\"v\":" + Typed(words[i], address) + "}");
     }
-    EXPECT_EQ(FixedOne(Copy(kinds[4].value)), Typed("weak_ptr(Frame)", '"' + address + '"'));
-    EXPECT_EQ(FixedOne(Copy(kinds[2].value)), Typed("weak_ptr", '"' + address + '"'));
-    // The object expires only if writing gave back the uses it took.
-    const auto release = [&](int i) {
-        TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[i].value));
-    };
-    for (int owner : {1, 3}) release(owner);
+    EXPECT_EQ(FixedOne(Copy(kinds[2])), Typed(words[2], '"' + address + '"'));
+    TavPropertyValueDestruct(&kinds[1]);  // the object expires only if writing gave back its uses
     TavSharedPtr_voidDestruct(&sp);
-    EXPECT_EQ(One(Copy(kinds[2].value), kTyped), "{\"v\":" + Typed("weak_ptr", "0") + "}");
-    EXPECT_EQ(One(Copy(kinds[4].value), kPlain), R"({"v":0})");
-    EXPECT_EQ(FixedOne(Copy(kinds[2].value)), Typed("weak_ptr", "\"0\""));
-    for (int rest : {0, 2, 4}) release(rest);
+    EXPECT_EQ(One(Copy(kinds[2]), kTyped), "{\"v\":" + Typed(words[2], "0") + "}");
+    EXPECT_EQ(One(Copy(kinds[2]), kPlain), R"({"v":0})");
+    EXPECT_EQ(FixedOne(Copy(kinds[2])), Typed(words[2], "\"0\""));
+    TavPropertyValueDestruct(&kinds[0]);
+    TavPropertyValueDestruct(&kinds[2]);
     TavWeakPtr_voidDestruct(&wp);
 
+    const auto copyInt = [](void* d, const void* s) -> void* { return std::memcpy(d, s, 4); };
     static const TavPropertyValueCallbacks ints = {
-        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
-        [](void*) {},
-        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
-        [](const void* x, const void* y) -> TavBool {
-            return std::memcmp(x, y, sizeof(int)) == 0;
-        }};
+        copyInt, [](void*) {}, copyInt,
+        [](const void* x, const void* y) -> TavBool { return std::memcmp(x, y, 4) == 0; }};
     Bag wrapped;
     wrapped.Put("w", Make(TavPropertyValueConstructWrapper, static_cast<const void*>(&object),
                           TavSizeT{sizeof object}, &ints, "int", 0, a));
@@ -201,8 +191,8 @@ TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
     EXPECT_EQ(Write(wrapped, kTyped), "{\"w\":" + Typed("wrapper", block) + "}");
 }
 
-// Every control character, the quote and the backslash are escaped in names, strings and
-// typed pointer names; '/', DEL and valid UTF-8 are not. A JSON reader gets the bytes back.
+// Every control character, the quote and the backslash are escaped (in names and typed pointer
+// names too); '/', DEL and valid UTF-8 are not. A JSON reader gets the bytes back.
 TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
     const char* kEscaped[32] = {
         "\\u0000", "\\u0001", "\\u0002", "\\u0003", "\\u0004", "\\u0005", "\\u0006", "\\u0007",
@@ -217,11 +207,6 @@ TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
         TavStringDestruct(&s);
         EXPECT_EQ(text, std::string("{\"v\":\"a") + kEscaped[c] + "b\"}") << c;
         EXPECT_EQ(ordered_json::parse(text)["v"].get<std::string>(), raw) << c;
-        if (c == 0) continue;  // names are made from C strings
-        Bag named;
-        const std::string name = "n" + raw.substr(1, 1);
-        const std::string out = Write(named.Put(name.c_str(), Int(1)), kPlain);
-        EXPECT_EQ(out, std::string("{\"n") + kEscaped[c] + "\":1}");
     }
     const char* name = "a\"b\\c.d";
     const char* value = "\"\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80";
@@ -238,14 +223,11 @@ TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
 TEST(WriteJson, ReplacesOrRefusesBytesThatAreNotUtf8) {
     const std::string R = "\xEF\xBF\xBD";
     const struct { const char* in; std::string replaced; } cases[] = {
-        {"\xC0\xAF", R + R},                               // overlong '/'
-        {"\xF0\x80\x80\xAF", R + R + R + R},               // overlong, four bytes
+        {"\xF0\x80\x80\xAF", R + R + R + R},               // overlong '/'
         {"\xED\xA0\x80", R + R + R},                       // surrogate U+D800
         {"\xF4\x90\x80\x80", R + R + R + R},               // past U+10FFFF
-        {"\xF5\x80", R + R},                               // no such lead
-        {"\x80", R},                                       // lone continuation
+        {"\xF5\x80", R + R},                               // no such lead, lone continuation
         {"a\xE2\x82", "a" + R},                            // truncated at the end
-        {"a\xE2\x82z", "a" + R + "z"},                     // truncated before ASCII
         {"\xF0\x9F\x98\xE2\x82\xAC", R + "\xE2\x82\xAC"},  // truncated before a valid one
         {"\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",  // all valid
          "\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"},
@@ -309,7 +291,7 @@ void AddScaled(std::vector<double>& values, double m) {
 
 // Doubles are the shortest text that reads back the same, byte for byte as std::to_chars
 // writes it: values with a short decimal form take a quicker way than the others, so both, the
-// border between them and random values are compared (the XML writer uses the same form).
+// border between them and random values are compared.
 TEST(WriteJson, WritesDoublesAsToCharsDoes) {
     std::vector<double> values;
     for (double m : {1.0, 5.0, 9.0, 10.0, 11.0, 99.0, 100.0, 101.0, 12345.0, 99999.0, 100000.0,
@@ -333,45 +315,6 @@ TEST(WriteJson, WritesDoublesAsToCharsDoes) {
             AddScaled(values, static_cast<double>(random() >> (random() % 64)));
         }
         ExpectSameAsToChars(values);
-    }
-    for (double d : {1234.5, -0.001, 0.0001, 100000.0, 123456.0, 0.1, 1e-7, -0.0}) {
-        const std::string xml = Written([&](TavString* s) {
-            return TavPropertiesWriteXml(Bag().Put("v", F64(d)), s);
-        });
-        EXPECT_NE(xml.find(">" + ToChars(d) + "<"), std::string::npos) << xml;
-    }
-}
-
-// Floats keep their width (read back with strtof); what JSON has no number for is null when
-// plain and a named string when typed.
-TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
-    using F = std::numeric_limits<float>;
-    using D = std::numeric_limits<double>;
-    const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
-        {F64(0.1), "0.1", nullptr},
-        {F64(-0.0), "-0", nullptr},
-        {F64(D::denorm_min()), "5e-324", nullptr},
-        {F64(D::max()), "1.7976931348623157e+308", nullptr},
-        {F32(0.1f), "0.1", nullptr},
-        {F32(F::max()), "3.4028235e+38", nullptr},
-        {F32(F::denorm_min()), "1e-45", nullptr},
-        {F32(-0.0f), "-0", nullptr},
-        {F64(D::quiet_NaN()), "null", R"("NaN")"},
-        {F64(D::infinity()), "null", R"("Infinity")"},
-        {F64(-D::infinity()), "null", R"("-Infinity")"},
-        {F32(-F::quiet_NaN()), "null", R"("NaN")"},
-        {F32(-F::infinity()), "null", R"("-Infinity")"},
-    };
-    for (const auto& c : cases) {
-        const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
-        const std::string word = f32 ? "float32" : "float64";
-        EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
-        EXPECT_EQ(One(c.value, kTyped),
-                  "{\"v\":" + Typed(word, c.typed ? c.typed : c.text) + "}");
-        if (c.typed == nullptr && f32) {
-            const float back = std::strtof(c.text, nullptr);
-            EXPECT_EQ(std::memcmp(&back, &c.value.u.f32, sizeof back), 0) << c.text;
-        }
     }
 }
 
