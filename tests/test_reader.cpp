@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <chrono>
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
@@ -111,25 +109,6 @@ TEST(Reader, ReadsAnyDepthAsOneInsertionOrAddsNothingOfItOnAnError) {
         EXPECT_EQ(Show(bag), c.holds) << c.inner << " " << c.closing;
         EXPECT_EQ(calls, 2 * EntryCount(bag)) << c.inner;  // Before and After of each entry
     }
-}
-
-// Ten times the depth takes ten times as long when the work is linear, up to about forty once
-// the tree no longer fits the caches; a hundred times or more when it grows with the square.
-TEST(Reader, TimeGrowsInProportionToTheDepth) {
-    const auto seconds = [](int levels) {  // the best of three reads, destruction left out
-        const std::string text = Deep(levels, "v=1", levels);
-        double best = 1e9;
-        for (int run = 0; run < 3; ++run) {
-            Bag bag;
-            const auto start = std::chrono::steady_clock::now();
-            EXPECT_TRUE(TavPropertiesReadFromString(bag, text.c_str()));
-            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
-            best = std::min(best, took.count());
-        }
-        return best;
-    };
-    const double shallow = seconds(kDeep / 10), deep = seconds(kDeep);
-    EXPECT_LT(deep / shallow, 70.0) << shallow << " s against " << deep << " s";
 }
 
 // ---- allocation failures ------------------------------------------------------

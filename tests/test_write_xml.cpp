@@ -160,20 +160,6 @@ TEST(WriteXml, BothWritersWalkAnyDepthWithoutRecursion) {
     EXPECT_TRUE(Unlocked(ChainBag(chain, kLimit)));
 }
 
-TEST(WriteXml, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing) {
-    tavtest::CountingAllocator alloc;
-    Bag inner(alloc), bag(alloc);
-    PutFailureExample(bag, inner, alloc, '&');
-    const std::string expected = Write(bag);
-    ASSERT_EQ(expected.compare(0, kHead.size(), kHead), 0);
-    const auto write = [&](TavString* s) {
-        const TavString* result = TavPropertiesWriteXml(bag, s);
-        EXPECT_TRUE(Unlocked(bag));
-        return result;
-    };
-    EXPECT_GE(SweepWriteFailures(alloc, expected, write), 4u);
-}
-
 // True when the lines of part are lines of whole in the same order, and each opening line has
 // its closing line.
 bool WithinAndBalanced(const std::string& part, const std::string& whole) {
@@ -191,21 +177,32 @@ bool WithinAndBalanced(const std::string& part, const std::string& whole) {
            count("<vector") == count("</vector>");
 }
 
-// The dump's example nests vectors deeper than the walk keeps in place, so that its own memory
-// (from the bag's allocator) can fail too; the indentation comes from the default allocator.
-TEST(XmlDump, AllocationFailuresDropTextButKeepTheRestAndLeakNothing) {
+// Under every allocation failure (the default allocator's too: the dump takes its indentation
+// from it) the well-formed writer returns NULL keeping the caller's string; the dump keeps the
+// caller's text and appends lines of the whole text (its lines are shorter than its buffer), in
+// order, each frame closed. The examples nest vectors deeper than a walk keeps in place, so that
+// its own memory can fail too.
+TEST(WriteXml, AllocationFailuresKeepTheCallersTextAndLeakNothing) {
     tavtest::CountingAllocator alloc;
-    Bag bag(alloc);
-    FillWorkedExample(bag, alloc);
-    PutVectorChain(bag, "w", 40, Str("deep", alloc), alloc);
-    const std::string full = AppendXml(bag);
+    Bag inner(alloc), bag(alloc), dumped(alloc);
+    PutFailureExample(bag, inner, alloc, '&');
+    FillWorkedExample(dumped, alloc);
+    PutVectorChain(dumped, "w", 40, Str("deep", alloc), alloc);
+    const std::string expected = Write(bag), full = AppendXml(dumped);
+    ASSERT_EQ(expected.compare(0, kHead.size(), kHead), 0);
+    tavtest::DefaultAllocatorHook hook(alloc);
+    const auto write = [&](TavString* s) {
+        const TavString* result = TavPropertiesWriteXml(bag, s);
+        EXPECT_TRUE(Unlocked(bag));
+        return result;
+    };
+    EXPECT_GE(SweepWriteFailures(alloc, expected, write), 4u);
     TavString xml;
     TavStringConstructCStr(&xml, "before", alloc);
     const std::size_t live = alloc.liveBlocks();
-    tavtest::DefaultAllocatorHook hook(alloc);
     tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         const std::string before = Text(&xml);
-        EXPECT_EQ(TavPropertiesToXml(bag, &xml), &xml);
+        EXPECT_EQ(TavPropertiesToXml(dumped, &xml), &xml);
         const std::string text = Text(&xml), added = text.substr(before.size());
         EXPECT_EQ(text.substr(0, before.size()), before) << k;
         EXPECT_TRUE(alloc.Failed() ? WithinAndBalanced(added, full) : added == full)
