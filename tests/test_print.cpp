@@ -57,8 +57,7 @@ TEST(Printer, PrintsTheWorkedExampleALeafEmptyContainersAndPointers) {
     EXPECT_EQ(Dump(other, ">"), ">n: [\n>],\n>p(TavSharedPtr): ,\n>v: {\n>},\n");
 }
 
-// How many bags and vectors the printer opens inside one another.
-constexpr std::size_t kLimit = 4096;
+constexpr std::size_t kLimit = 4096;  // bags and vectors the printer opens inside one another
 
 // The dump of a chain of bags each held as "a": the frame of the k-th bag at 2(k - 1) tabs for
 // k = 1 ... frames, around `inner`.
@@ -70,18 +69,10 @@ std::string ChainDump(std::size_t frames, const std::string& inner) {
     return text;
 }
 
-// A vector's elements carry its prefix, and an element that is a vector that prefix followed by
-// its own contents: a chain prints its prefixes one after the other, then a "," line per level.
-std::string VectorChainDump(std::size_t prefixes, const std::string& innermost, std::size_t levels) {
-    std::string text;
-    for (std::size_t k = 1; k <= prefixes; ++k) text += std::string(k, '\t');
-    text += innermost;
-    for (std::size_t k = 1; k < levels; ++k) text += ",\n";
-    return text;
-}
-
 // Beyond the limit a nested bag keeps its frame and a vector element its prefix, but their
-// contents are not printed.
+// contents are not printed. A vector's elements carry its prefix, and an element that is a vector
+// that prefix and its own contents: a chain prints its prefixes (k tabs at level k) one after the
+// other, then a "," line per level.
 TEST(Printer, PrintsUpToTheNestingLimitAndLeavesDeeperContentsOut) {
     Bag atLimit, chain, vectors, shallow;
     PutChain(atLimit, kLimit);
@@ -91,9 +82,9 @@ TEST(Printer, PrintsUpToTheNestingLimitAndLeavesDeeperContentsOut) {
     EXPECT_TRUE(Unlocked(ChainBag(chain, kLimit)));
     PutVectorChain(vectors, "v", kDeep, Int(1));
     EXPECT_EQ(Dump(TavPropertiesGetPropertyAtPathCStr(vectors, "v")),
-              VectorChainDump(kLimit + 1, ",\n", kLimit + 1));
+              std::string((kLimit + 1) * (kLimit + 2) / 2, '\t') + Repeat(",\n", kLimit + 1));
     PutVectorChain(shallow, "v", 3, Int(7));
-    EXPECT_EQ(Dump(TavPropertiesGetPropertyAtPathCStr(shallow, "v")), VectorChainDump(3, "7,\n", 3));
+    EXPECT_EQ(Dump(TavPropertiesGetPropertyAtPathCStr(shallow, "v")), "\t\t\t\t\t\t7,\n,\n,\n");
 }
 
 // The frames "name: [" ... "]," and "name: {" ... "}," nest properly.

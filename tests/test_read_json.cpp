@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <limits>
 #include <string>
 
 #include "CountingAllocator.hpp"
@@ -165,46 +164,6 @@ TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
     EXPECT_EQ(error.offset, element.find("[{") + 1);
     EXPECT_EQ(error.member, nullptr);
     EXPECT_EQ(error.memberSize, 0u);
-}
-
-// The text of bag from the typed writer with options o, or from the fixed-form writer (null o).
-std::string JsonOf(const TavProperties* bag, const TavJsonOptions* o) {
-    TavString out;
-    TavStringConstructDefault(&out, TavAllocatorGetDefault());
-    EXPECT_NE(o ? TavPropertiesWriteJson(bag, &out, o) : TavPropertiesToJson(bag, &out), nullptr);
-    const std::string text = Text(&out);
-    TavStringDestruct(&out);
-    return text;
-}
-
-// Both writers' texts read back to an equal bag, at the extremes of every width: the fixed form's
-// for every kind it writes but the resolution (whose fields it wraps) and the pointers; the typed
-// one, also with an empty name and path characters in names, and writes the same bytes again.
-TEST(ReadJsonTyped, ReadsBackWhatTheWritersWrite) {
-    Bag inner, bag;
-    bag.Put("b", Bool(true)).Put("i", Int(INT32_MIN)).Put("u", Uint(7)).Put("f32", F32(1.25f));
-    bag.Put("f64", F64(-0.5)).Put("n", Nested(inner.Put("s", Str("say \"x\""))));
-    bag.Put("v", Vec({Int(1), F64(0.5), Str("e"), Vec({})}));
-    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{INT16_MIN}, TAV_TRUE));
-    bag.Put("u16", Make(TavPropertyValueConstructUint16, TavUint16{65535}, TAV_TRUE));
-    bag.Put("i64", Make(TavPropertyValueConstructInt64, TavInt64{INT64_MIN}, TAV_TRUE));
-    bag.Put("u64", Make(TavPropertyValueConstructUint64, TavUint64{UINT64_MAX}, TAV_TRUE));
-    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{SIZE_MAX}, TAV_TRUE));
-    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{INT64_MAX}, TAV_TRUE));
-    bag.Put("fmt", Make(TavPropertyValueConstructMediaFormat,
-                        TavMediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')}, TAV_TRUE));
-    Bag fixed;
-    EXPECT_TRUE(Read(fixed, JsonOf(bag, nullptr), nullptr, &kTyped)) << JsonOf(bag, nullptr);
-    EXPECT_TRUE(TavPropertiesEqual(bag, fixed)) << Show(fixed);
-    bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{65535, 0}, TAV_TRUE));
-    bag.Put("", F64(-std::numeric_limits<double>::denorm_min())).Put("a.b[0]", F32(-0.0f));
-    for (TavUint indent : {0u, 1u}) {
-        const TavJsonOptions o = Options(TAV_JSON_TYPED, indent);
-        Bag back;
-        ASSERT_TRUE(Read(back, JsonOf(bag, &o), nullptr, &o)) << JsonOf(bag, &o);
-        EXPECT_TRUE(TavPropertiesEqual(bag, back)) << JsonOf(back, &o);
-        EXPECT_EQ(JsonOf(back, &o), JsonOf(bag, &o));
-    }
 }
 
 // A failed text leaves the bag and its listeners alone; a read text sets present entries (a

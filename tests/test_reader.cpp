@@ -65,16 +65,9 @@ TEST(Reader, ReadsWhatTheSyntaxAllowsInAnyLocaleKeepingWhatCameBeforeAnError) {
     readAll();
 }
 
-// ---- deep input -------------------------------------------------------------
-
-// Nesting depth of the deep cases: copying and destroying such a tree must not recurse.
-constexpr int kDeep = 100000;
-
 // "a{a{...a{inner}...}}" with `levels` opening braces and `closing` closing ones.
-std::string Deep(int levels, const std::string& inner, int closing) {
-    std::string text;
-    for (int i = 0; i < levels; ++i) text += "a{";
-    return (text + inner).append(static_cast<std::size_t>(closing), '}');
+std::string Deep(std::size_t levels, const std::string& inner, std::size_t closing) {
+    return Repeat("a{", levels) + inner + std::string(closing, '}');
 }
 
 std::size_t EntryCount(TavProperties* bag) {
@@ -90,7 +83,7 @@ void Count(const TavPropertyListener* l, TavProperties*, const TavString*, const
 // An entry nested at any depth is one insertion into the caller's bag; an error at the deepest
 // level adds nothing of it, keeping the entries before it.
 TEST(Reader, ReadsAnyDepthAsOneInsertionOrAddsNothingOfItOnAnError) {
-    const struct { const char* inner; int closing; bool accepted; const char* holds; } cases[] = {
+    const struct { const char* inner; std::size_t closing; bool accepted; const char* holds; } cases[] = {
         {"v=", kDeep, false, "x=u~1"},         // no value
         {"v=1,u{}", kDeep, false, "x=u~1"},    // empty nested list
         {"v=1,u=\"", kDeep, false, "x=u~1"},   // open string
@@ -110,8 +103,6 @@ TEST(Reader, ReadsAnyDepthAsOneInsertionOrAddsNothingOfItOnAnError) {
         EXPECT_EQ(calls, 2 * EntryCount(bag)) << c.inner;  // Before and After of each entry
     }
 }
-
-// ---- allocation failures ------------------------------------------------------
 
 // How many entries of `whole` `part` lacks (a nested bag missing altogether counts once), or
 // -1 when part holds an entry that whole lacks or holds differently.

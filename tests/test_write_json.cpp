@@ -124,8 +124,9 @@ TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
 }
 
 // The fixed form: the caller's text replaced, only the quotes of string values escaped (a
-// backslash and the names left as they are), floats as printf "%f", resolutions wrapped.
-TEST(WriteJson, FixedFormWritesTheWorkedExampleAndEachKindWithItsWord) {
+// backslash and the names left as they are), floats as printf "%f", resolutions wrapped. The
+// typed reader gives back every other kind but the pointers, at the extremes of every width.
+TEST(WriteJson, FixedFormWritesEachKindWithItsWordForTheTypedReader) {
     Bag d, bag;
     bag.Put("a", Bool(true)).Put("b", Int(-3)).Put("c", Str("say \"x\""));
     bag.Put("d", Nested(d.Put("e", Uint(7)))).Put("f", Vec({Int(1), F64(0.5)}));
@@ -146,6 +147,19 @@ TEST(WriteJson, FixedFormWritesTheWorkedExampleAndEachKindWithItsWord) {
         std::snprintf(expected, sizeof expected, "%f", d);
         EXPECT_EQ(FixedOne(F64(d)), Typed("float64", expected)) << d;
     }
+    bag.Put("i", Int(INT32_MIN)).Put("f32", F32(1.25f)).Put("f64", F64(-0.5));
+    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{INT16_MIN}, TAV_TRUE));
+    bag.Put("u16", Make(TavPropertyValueConstructUint16, TavUint16{65535}, TAV_TRUE));
+    bag.Put("i64", Make(TavPropertyValueConstructInt64, TavInt64{INT64_MIN}, TAV_TRUE));
+    bag.Put("u64", Make(TavPropertyValueConstructUint64, TavUint64{UINT64_MAX}, TAV_TRUE));
+    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{SIZE_MAX}, TAV_TRUE));
+    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{INT64_MAX}, TAV_TRUE));
+    bag.Put("fmt", Make(TavPropertyValueConstructMediaFormat,
+                        TavMediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')}, TAV_TRUE));
+    const std::string text = Fixed(bag);
+    Bag back;
+    EXPECT_TRUE(TavPropertiesReadJson(back, text.data(), text.size(), &kTyped, nullptr)) << text;
+    EXPECT_TRUE(TavPropertiesEqual(bag, back)) << text;
 }
 
 // Addresses are bare numbers (in quotes in the fixed form); weak pointers are read through a

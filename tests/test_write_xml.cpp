@@ -82,42 +82,35 @@ TEST(WriteXml, NamesAndStringsAreEscapedAndUnrepresentableBytesReplaced) {
     }
 }
 
-const char* const kWorkedExample =
-    "\t<value name=\"a\" type=\"int\">5</value>\n"
-    "\t<properties name=\"b\">\n"
-    "\t\t<value name=\"c\" type=\"bool\">true</value>\n"
-    "\t</properties> <!-- b -->\n"
-    "\t<vector name=\"d\">\n"
-    "\t\t<value type=\"string\">x</value>\n"
-    "\t\t<properties>\n"
-    "\t\t\t<value name=\"e\" type=\"uint\">1</value>\n"
-    "\t\t</properties>\n"
-    "\t</vector> <!-- d -->\n";
+// The dump's example; each of its lines is shorter than its buffer.
+const char* const kDumped =
+    "\t<value name=\"a\" type=\"int\">5</value>\n\t<properties name=\"b\">\n"
+    "\t\t<value name=\"c\" type=\"bool\">true</value>\n\t</properties> <!-- b -->\n"
+    "\t<vector name=\"d\">\n\t\t<value type=\"string\">x</value>\n\t\t<properties>\n"
+    "\t\t\t<value name=\"e\" type=\"uint\">1</value>\n\t\t</properties>\n\t</vector> <!-- d -->\n"
+    "\t<value name=\"f\" type=\"TavFloat32\">0.500000</value>\n"
+    "\t<properties name=\"n\">\n\t</properties> <!-- n -->\n"
+    "\t<value name=\"r\" type=\"resolution\"><width>640</width><height>480</height></value>\n"
+    "\t<value name=\"s\" type=\"string\">a<b&\"c\"</value>\n"
+    "\t<value name=\"t\" type=\"TavTime\">90</value>\n\t<vector name=\"v\">\n\t</vector> <!-- v -->\n"
+    "\t<vector name=\"w\">\n\t\t<vector>\n\t\t</vector>\n\t</vector> <!-- w -->\n";
 
-void FillWorkedExample(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
-    Bag b(a), e(a);
-    bag.Put("a", Int(5)).Put("b", Nested(b.Put("c", Bool(true))));
-    bag.Put("d", Vec({Str("x", a), Nested(e.Put("e", Uint(1)))}, a));
+void FillDumped(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
+    Bag b(a), e(a), n(a);
+    bag.Put("a", Int(5)).Put("b", Nested(b.Put("c", Bool(true)))).Put("f", F32(0.5f));
+    bag.Put("d", Vec({Str("x", a), Nested(e.Put("e", Uint(1)))}, a)).Put("n", Nested(n));
+    bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0));
+    bag.Put("s", Str("a<b&\"c\"", a)).Put("t", Make(TavPropertyValueConstructTime, 90, 0));
+    bag.Put("v", Vec({}, a)).Put("w", Vec({Vec({}, a)}, a));
 }
 
+// The dump appends to what the string holds, one element a line indented by tabs, nothing
+// escaped, leaves with their own words and floats as "%f".
 TEST(XmlDump, AppendsToWhatTheStringHoldsAndWritesLeavesUnescapedWithTheirOwnWords) {
     Bag bag;
-    FillWorkedExample(bag);
-    EXPECT_EQ(AppendXml(bag), kWorkedExample);
-    EXPECT_EQ(AppendXml(bag, AppendXml(bag)), std::string(kWorkedExample) + kWorkedExample);
-    Bag kinds;
-    kinds.Put("f", F32(0.5f)).Put("n", Nested(Bag())).Put("s", Str("a<b&\"c\"")).Put("v", Vec({}));
-    kinds.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0));
-    kinds.Put("t", Make(TavPropertyValueConstructTime, 90, 0)).Put("w", Vec({Vec({})}));
-    EXPECT_EQ(AppendXml(kinds), "\t<value name=\"f\" type=\"TavFloat32\">0.500000</value>\n"
-                                "\t<properties name=\"n\">\n\t</properties> <!-- n -->\n"
-                                "\t<value name=\"r\" type=\"resolution\">"
-                                "<width>640</width><height>480</height></value>\n"
-                                "\t<value name=\"s\" type=\"string\">a<b&\"c\"</value>\n"
-                                "\t<value name=\"t\" type=\"TavTime\">90</value>\n"
-                                "\t<vector name=\"v\">\n\t</vector> <!-- v -->\n"
-                                "\t<vector name=\"w\">\n\t\t<vector>\n\t\t</vector>\n"
-                                "\t</vector> <!-- w -->\n");
+    FillDumped(bag);
+    EXPECT_EQ(AppendXml(bag), kDumped);
+    EXPECT_EQ(AppendXml(bag, AppendXml(bag)), std::string(kDumped) + kDumped);
 }
 
 // How many bags and vectors the dump opens inside one another.
@@ -186,8 +179,8 @@ TEST(WriteXml, AllocationFailuresKeepTheCallersTextAndLeakNothing) {
     tavtest::CountingAllocator alloc;
     Bag inner(alloc), bag(alloc), dumped(alloc);
     PutFailureExample(bag, inner, alloc, '&');
-    FillWorkedExample(dumped, alloc);
-    PutVectorChain(dumped, "w", 40, Str("deep", alloc), alloc);
+    FillDumped(dumped, alloc);
+    PutVectorChain(dumped, "z", 40, Str("deep", alloc), alloc);
     const std::string expected = Write(bag), full = AppendXml(dumped);
     ASSERT_EQ(expected.compare(0, kHead.size(), kHead), 0);
     tavtest::DefaultAllocatorHook hook(alloc);

@@ -34,8 +34,6 @@ inline TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0,
     return TavJsonOptions{style, indent, utf8, readOnly, maxDepth};
 }
 
-// ---- bags and values as text -------------------------------------------------
-
 std::string Show(const TavProperties* bag);
 
 inline std::string Num(double f) {
@@ -87,8 +85,6 @@ inline std::string Show(const TavProperties* bag) {
         out += (out.empty() ? "" : ";") + Text(&it->value.first) + "=" + Show(it->value.second);
     return out;
 }
-
-// ---- listeners -----------------------------------------------------------------
 
 constexpr TavPropertyListenerTrigger kBefore = TAV_PROPERTYLISTENER_TRIGGER_Before;
 constexpr TavPropertyListenerTrigger kAfter = TAV_PROPERTYLISTENER_TRIGGER_After;
@@ -186,16 +182,13 @@ constexpr std::size_t kDeep = 100000;
 
 // Below `bag`, `levels` bags each holding the next as "a", the deepest the Int "a" = 1.
 inline void PutChain(TavProperties* bag, std::size_t levels) {
-    std::string path = "a";
-    for (std::size_t i = 0; i < levels; ++i) path += ".a";
-    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, path.c_str(), 1, TAV_TRUE));
+    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, ("a" + Repeat(".a", levels)).c_str(), 1, TAV_TRUE));
 }
 
 // The bag `depth` levels below `bag` in a chain made by PutChain.
 inline TavProperties* ChainBag(TavProperties* bag, std::size_t depth) {
-    std::string path = "a";
-    for (std::size_t i = 1; i < depth; ++i) path += ".a";
-    return depth == 0 ? bag : TavPropertiesGetPropertyAtPathCStr(bag, path.c_str())->u.p;
+    if (depth == 0) return bag;
+    return TavPropertiesGetPropertyAtPathCStr(bag, ("a" + Repeat(".a", depth - 1)).c_str())->u.p;
 }
 
 // Adds under `name` `levels` vectors each holding the next as its only element, the innermost
@@ -220,9 +213,8 @@ inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t lev
 // The standard writers' failure example: a nested bag with a string to escape, a string of
 // `fill` longer than the writers' buffer, vectors deeper than a walk keeps in place.
 inline void PutFailureExample(Bag& bag, Bag& inner, TavAllocator* a, char fill) {
-    const std::string longText(9000, fill);
     bag.Put("n", Nested(inner.Put("s", Str("a\"\x01\xFF", a))));
-    bag.Put("l", Str(longText.c_str(), a));
+    bag.Put("l", Str(std::string(9000, fill).c_str(), a));
     PutVectorChain(bag, "w", 40, Str("deep", a), a);
 }
 
@@ -242,8 +234,6 @@ void OnSmallStack(F&& f) {
     pthread_join(thread, nullptr);
     pthread_attr_destroy(&attr);
 }
-
-// ---- writers ---------------------------------------------------------------------
 
 // What write(&out) leaves in a string that held `start`, run on a small stack; "FAILED" when
 // it returned NULL leaving the string alone.
