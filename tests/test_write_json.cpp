@@ -109,11 +109,9 @@ TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
     using F = std::numeric_limits<float>;
     using D = std::numeric_limits<double>;
     const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
-        {F64(-0.0), "-0", nullptr}, {F64(D::max()), "1.7976931348623157e+308", nullptr},
-        {F32(0.1f), "0.1", nullptr}, {F32(F::max()), "3.4028235e+38", nullptr},
-        {F32(F::denorm_min()), "1e-45", nullptr}, {F32(-0.0f), "-0", nullptr},
-        {F64(D::quiet_NaN()), "null", R"("NaN")"}, {F64(D::infinity()), "null", R"("Infinity")"},
-        {F64(-D::infinity()), "null", R"("-Infinity")"}, {F32(-F::quiet_NaN()), "null", R"("NaN")"},
+        {F64(-0.0), "-0", nullptr}, {F32(0.1f), "0.1", nullptr}, {F32(F::max()), "3.4028235e+38", nullptr},
+        {F32(F::denorm_min()), "1e-45", nullptr}, {F64(D::quiet_NaN()), "null", R"("NaN")"},
+        {F64(D::infinity()), "null", R"("Infinity")"}, {F32(-F::infinity()), "null", R"("-Infinity")"},
     };
     for (const auto& c : cases) {
         const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
@@ -141,8 +139,7 @@ TEST(WriteJson, FixedFormWritesEachKindWithItsWordForTheTypedReader) {
               Typed("resolution", R"({"width": {"type": "size_t", "value": 640}, )"
                                   R"("height":{"type": "size_t", "value": 480}})"));
     EXPECT_EQ(Fixed(Bag().Put("q\"n", Int(1))), "{\"q\"n\":" + Typed("int", "1") + "}");
-    using L = std::numeric_limits<double>;
-    for (double d : {-0.0, 5e-7, 2.5e-7, -1e22, 1.0 / 3, 9.9999995, L::max(), L::quiet_NaN()}) {
+    for (double d : {-0.0, 5e-7, 2.5e-7, -1e22, 9.9999995, 1e308, std::nan("")}) {
         char expected[400];
         std::snprintf(expected, sizeof expected, "%f", d);
         EXPECT_EQ(FixedOne(F64(d)), Typed("float64", expected)) << d;
@@ -254,18 +251,18 @@ void ExpectSameAsToChars(const std::vector<double>& values) {
     TavVector_TavPropertyValueConstructDefault(&vec, TavAllocatorGetDefault());
     std::string expected;
     for (double d : values) {
-        TavPropertyValue v = F64(d);
+        const TavPropertyValue v = F64(d);  // a scalar: nothing to destroy
         EXPECT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
-        TavPropertyValueDestruct(&v);
         expected += (expected.empty() ? "" : ",") + ToChars(d);
     }
     const std::string written = One(Make(TavPropertyValueConstructVector, &vec, 0), kPlain);
     TavVector_TavPropertyValueDestruct(&vec);
-    if (written == "{\"v\":[" + expected + "]}") return;
-    for (double d : values) {
+    const std::string whole = "{\"v\":[" + expected + "]}";
+    for (std::size_t i = 0; written != whole && i < values.size(); ++i) {
+        const double d = values[i];
         ASSERT_EQ(One(F64(d), kPlain), "{\"v\":" + ToChars(d) + "}") << std::hexfloat << d;
     }
-    FAIL() << "the texts differ but no single value does";
+    EXPECT_TRUE(written == whole) << "the texts differ but no single value does";
 }
 
 // m / 10^k and its negation, for the k that make short decimal forms and a few past them.
