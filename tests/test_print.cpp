@@ -45,8 +45,9 @@ void FillWorkedExample(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
 TEST(Printer, PrintsTheWorkedExampleALeafEmptyContainersAndPointers) {
     Bag bag;
     FillWorkedExample(bag);
-    EXPECT_EQ(Dump(bag), "a(TavInt): 5,\nb: [\n\t\tc(TavBool): true,\n],\nd: {\n\t\t\"x\",\n"
-                         "\t\t1.50,\n},\ne(TavMediaFormat): ,\n");
+    EXPECT_EQ(Dump(bag),
+              "a(TavInt): 5,\nb: [\n\t\tc(TavBool): true,\n],\nd: {\n\t\t\"x\",\n"
+              "\t\t1.50,\n},\ne(TavMediaFormat): ,\n");
     const TavPropertyValue leaf = Int(-42);
     EXPECT_EQ(Dump(&leaf, ">"), "-42");
     TavSharedPtr_void sp;

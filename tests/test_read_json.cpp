@@ -130,11 +130,11 @@ TEST(ReadJsonTyped, EveryKindIsHeldToItsWidth) {
 }
 
 TEST(ReadJsonTyped, RefusesWhatIsNotAWrapper) {
-    for (const char* text : {"{\"a\":1}", "{\"a\":{\"type\":\"int\"}}", "{\"a\":{\"value\":1}}",
-                             "{\"a\":{\"type\":\"int\",\"value\":1,\"extra\":2}}",
-                             "{\"a\":{\"type\":\"int\",\"type\":\"int\",\"value\":1}}",
-                             "{\"a\":{\"type\":1,\"value\":1}}",
-                             "{\"a\":{\"type\":\"vector\",\"value\":[null]}}"}) {
+    for (const char* text :
+         {"{\"a\":1}", "{\"a\":{\"type\":\"int\"}}", "{\"a\":{\"value\":1}}",
+          "{\"a\":{\"type\":\"int\",\"value\":1,\"extra\":2}}",
+          "{\"a\":{\"type\":\"int\",\"type\":\"int\",\"value\":1}}",
+          "{\"a\":{\"type\":1,\"value\":1}}", "{\"a\":{\"type\":\"vector\",\"value\":[null]}}"}) {
         Bag bag;
         TavTextError error{};
         EXPECT_FALSE(Read(bag, text, &error, &kTyped)) << text;
@@ -276,7 +276,6 @@ TEST(ReadJsonMemory, ALackOfMemoryWhileSettingKeepsTheMembersBeforeIt) {
     }
 }
 
-
 TEST(Reader, ReadsWhatTheSyntaxAllowsInAnyLocaleKeepingWhatCameBeforeAnError) {
     // clang-format off
     const struct { const char* text; bool accepted; const char* holds; } examples[] = {
@@ -331,18 +330,18 @@ std::size_t EntryCount(TavProperties* bag) {
 // An error at the deepest level adds nothing of the deep entry, keeping the entries before it
 // (what an accepted deep text holds, and that it is one insertion, the reader's fuzzer checks).
 TEST(Reader, AnErrorAtAnyDepthAddsNothingOfTheDeepEntry) {
-    const struct { const char* inner; std::size_t closing; bool accepted; const char* holds; } cases[] = {
-        {"v=", kDeep, false, "x=u~1"},         // no value
-        {"v=1,u{}", kDeep, false, "x=u~1"},    // empty nested list
-        {"v=1,u=\"", kDeep, false, "x=u~1"},   // open string
-        {"v=1", kDeep - 1, false, "x=u~1"},    // one "}" short
+    // clang-format off
+    const struct { const char* inner; std::size_t closing; bool ok; const char* holds; } cases[] = {
+        {"v=", kDeep, false, "x=u~1"}, {"v=1,u{}", kDeep, false, "x=u~1"},  // no value, empty list
+        {"v=1,u=\"", kDeep, false, "x=u~1"}, {"v=1", kDeep - 1, false, "x=u~1"},  // open string, "}" short
         {"v=1", kDeep + 1, false, "a={};x=u~1"},  // one "}" too many: the deep entry was whole
         {"v=1", kDeep, true, "a={};x=u~1;z=b~1"},
     };
+    // clang-format on
     for (const auto& c : cases) {
         Bag bag;
         const std::string text = "x=1," + Deep(kDeep, c.inner, c.closing) + ",z=T";
-        EXPECT_EQ(TavPropertiesReadFromString(bag, text.c_str()), TavBool{c.accepted}) << c.inner;
+        EXPECT_EQ(TavPropertiesReadFromString(bag, text.c_str()), TavBool{c.ok}) << c.inner;
         TavPropertyValue* a = TavPropertiesGetPropertyCStr(bag, "a");
         if (a != nullptr) TavMap_TavString__TavPropertyValueClear(&a->u.p->map);  // shown as {}
         EXPECT_EQ(Show(bag), c.holds) << c.inner << " " << c.closing;
@@ -377,7 +376,7 @@ int Lacking(TavProperties* part, const TavProperties* whole) {
 // A failed add only loses its own entry and the text is still accepted; a name or a nested bag
 // that can't be made rejects the text, keeping exactly the whole top-level entries before it.
 TEST(Reader, AllocationFailuresLoseOneEntryOrRejectTheRestAndLeakNothing) {
-    const struct { std::string text; std::vector<std::string> top; } cases[] = {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"a=-2,s=\"text\",n{m{c=T}}", {"a", "s", "n"}},
         // Deeper than the reader's inline stack. A lost entry may come back from a later one of
         // the same name, so duplicates here repeat the same value.
@@ -387,20 +386,20 @@ TEST(Reader, AllocationFailuresLoseOneEntryOrRejectTheRestAndLeakNothing) {
     };
     for (const auto& c : cases) {
         Bag whole;
-        ASSERT_TRUE(TavPropertiesReadFromString(whole, c.text.c_str()));
+        ASSERT_TRUE(TavPropertiesReadFromString(whole, c.first.c_str()));
         tavtest::CountingAllocator alloc;
         tavtest::DefaultAllocatorHook hook(alloc);  // names, strings, bags under construction
         const auto attempt = [&](std::size_t k) {
             const std::size_t live = alloc.liveBlocks();
             {
                 Bag bag(alloc);
-                const TavBool read = TavPropertiesReadFromString(bag, c.text.c_str());
+                const TavBool read = TavPropertiesReadFromString(bag, c.first.c_str());
                 const int lacking = Lacking(bag, whole);
                 ASSERT_GE(lacking, 0) << k;
                 EXPECT_TRUE(read || alloc.Failed()) << k;
                 EXPECT_LE(lacking, read ? int{alloc.Failed()} : lacking) << k;
                 std::size_t kept = 0;  // when rejected: the entries before the failure, no other
-                for (const std::string& name : c.top) {  // looked up without allocating
+                for (const std::string& name : c.second) {  // looked up without allocating
                     const TavString view{nullptr, const_cast<char*>(name.c_str()), name.size(), 0};
                     if (TavPropertiesGetProperty(bag, &view) == nullptr) break;
                     ++kept;

@@ -64,6 +64,7 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
     Bag inner, empty, inVector;
     inner.Put("e", Uint(7)).Put("f", Str("y"));
     inVector.Put("a", Int(1));
+    // clang-format off
     const struct { TavPropertyValue value; const char* plain; std::string typed; } kinds[] = {
         {Make(TavPropertyValueConstructBool, TavBool{2}, 0), "true", Typed("bool", "true")},
         {Bool(false), "false", Typed("bool", "false")},
@@ -77,13 +78,14 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
          R"("NV12")", Typed("media_format", R"("NV12")")},
         {Str("say \"x\""), R"("say \"x\"")", Typed("string", R"("say \"x\"")")},
         {Nested(inner), R"({"e":7,"f":"y"})",
-         Typed("properties", "{\"e\":" + Typed("uint", "7") + ",\"f\":" +
-                                 Typed("string", R"("y")") + "}")},
+         Typed("properties",
+               "{\"e\":" + Typed("uint", "7") + ",\"f\":" + Typed("string", R"("y")") + "}")},
         {Vec({Int(1), Vec({}), Nested(empty), Nested(inVector)}), R"([1,[],{},{"a":1}])",
          Typed("vector", "[" + Typed("int", "1") + "," + Typed("vector", "[]") + "," +
                              Typed("properties", "{}") + "," +
                              Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
     };
+    // clang-format on
     for (const auto& k : kinds) {
         const std::string plain = std::string("{\"v\":") + k.plain + "}";
         const std::string typed = "{\"v\":" + k.typed + "}";
@@ -108,11 +110,13 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
 TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
     using F = std::numeric_limits<float>;
     using D = std::numeric_limits<double>;
+    // clang-format off
     const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
         {F64(-0.0), "-0", nullptr}, {F32(0.1f), "0.1", nullptr}, {F32(F::max()), "3.4028235e+38", nullptr},
         {F32(F::denorm_min()), "1e-45", nullptr}, {F64(D::quiet_NaN()), "null", R"("NaN")"},
         {F64(D::infinity()), "null", R"("Infinity")"}, {F32(-F::infinity()), "null", R"("-Infinity")"},
     };
+    // clang-format on
     for (const auto& c : cases) {
         const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
         EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
@@ -166,7 +170,8 @@ TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
     const std::string address = std::to_string(reinterpret_cast<uintptr_t>(&object));
     const auto a = TavAllocatorGetDefault();
     TavSharedPtr_void sp;
-    TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {}, a);
+    TavSharedPtr_voidConstruct(
+        &sp, &object, [](TavVoidPtr, TavAllocator*) {}, a);
     TavWeakPtr_void wp;
     TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
     TavPropertyValue kinds[] = {
@@ -220,7 +225,7 @@ TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
 // bytes), or fails the write; valid sequences at the edges of the ranges pass.
 TEST(WriteJson, ReplacesOrRefusesBytesThatAreNotUtf8) {
     const std::string R = "\xEF\xBF\xBD";
-    const struct { const char* in; std::string replaced; } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {"\xF0\x80\x80\xAF", R + R + R + R},               // overlong '/'
         {"\xED\xA0\x80", R + R + R},                       // surrogate U+D800
         {"\xF4\x90\x80\x80", R + R + R + R},               // past U+10FFFF
@@ -232,10 +237,10 @@ TEST(WriteJson, ReplacesOrRefusesBytesThatAreNotUtf8) {
     };
     const TavJsonOptions fail = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_FAIL);
     for (const auto& c : cases) {
-        const bool valid = c.replaced == c.in;
-        const std::string expected = "{\"v\":\"" + c.replaced + "\"}";
-        EXPECT_EQ(One(Str(c.in), kPlain), expected) << c.in;
-        EXPECT_EQ(One(Str(c.in), fail), valid ? expected : "FAILED") << c.in;
+        const bool valid = c.second == c.first;
+        const std::string expected = "{\"v\":\"" + c.second + "\"}";
+        EXPECT_EQ(One(Str(c.first), kPlain), expected) << c.first;
+        EXPECT_EQ(One(Str(c.first), fail), valid ? expected : "FAILED") << c.first;
     }
 }
 
@@ -278,11 +283,13 @@ void AddScaled(std::vector<double>& values, double m) {
 // border between them and random values are compared.
 TEST(WriteJson, WritesDoublesAsToCharsDoes) {
     std::vector<double> values;
-    for (double m : {1.0, 5.0, 9.0, 10.0, 11.0, 99.0, 100.0, 101.0, 12345.0, 99999.0, 100000.0,
-                     100001.0, 1000000.0, 1234500000.0, 999999999999.0, 1e15, 1125899906842623.0,
-                     1125899906842624.0, 1125899906842625.0, 9007199254740991.0,
-                     9007199254740992.0, 1e17, 1e21, 1e22, 1e23})
-        AddScaled(values, m);
+    // clang-format off
+    const double edges[] = {1, 5, 9, 10, 11, 99, 100, 101, 12345, 99999, 100000, 100001, 1000000,
+                            1234500000, 999999999999, 1e15, 1125899906842623.0, 1125899906842624.0,
+                            1125899906842625.0, 9007199254740991.0, 9007199254740992.0, 1e17,
+                            1e21, 1e22, 1e23};
+    // clang-format on
+    for (double m : edges) AddScaled(values, m);
     for (int e = -12; e <= 24; ++e) values.push_back(std::pow(10.0, e));
     for (int n = 0; n < 2000; ++n) {
         values.insert(values.end(), {n + 0.5, n / 8.0, n * 0.001});
@@ -345,7 +352,8 @@ TEST(WriteJson, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothin
     bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{3, 4}, 0));
     bag.Put("v", Vec({Str("\"q", alloc), Nested(empty)}, alloc));
     const TavJsonOptions indented = Options(TAV_JSON_TYPED, 2);
-    for (const TavJsonOptions* o : {&kPlain, &indented, static_cast<const TavJsonOptions*>(nullptr)}) {
+    for (const TavJsonOptions* o :
+         {&kPlain, &indented, static_cast<const TavJsonOptions*>(nullptr)}) {
         const auto write = [&](TavString* s) {
             return o ? TavPropertiesWriteJson(bag, s, o) : TavPropertiesToJson(bag, s);
         };

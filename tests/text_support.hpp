@@ -182,7 +182,8 @@ constexpr std::size_t kDeep = 100000;
 
 // Below `bag`, `levels` bags each holding the next as "a", the deepest the Int "a" = 1.
 inline void PutChain(TavProperties* bag, std::size_t levels) {
-    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, ("a" + Repeat(".a", levels)).c_str(), 1, TAV_TRUE));
+    EXPECT_TRUE(
+        TavPropertiesSetIntValueCStr(bag, ("a" + Repeat(".a", levels)).c_str(), 1, TAV_TRUE));
 }
 
 // The bag `depth` levels below `bag` in a chain made by PutChain.
