@@ -84,7 +84,8 @@ TEST(ReadJsonPlain, AcceptsExactlyTheGrammarMappingEachValueToAKind) {
 }
 
 // Each value is held to its kind's range and form (the writers' words and kinds meet in the
-// round-trip fuzzer); shown null, ptr or word: refused, with that message.
+// round-trip fuzzer); shown null, ptr or word: refused, with that message. The order of a
+// wrapper's members does not matter (the vector's second element and the resolution show it).
 TEST(ReadJsonTyped, EveryKindIsHeldToItsWidth) {
     const char *const ptr = "pointer kinds can't be read", *const word = "unknown type word";
     // clang-format off
@@ -104,27 +105,23 @@ TEST(ReadJsonTyped, EveryKindIsHeldToItsWidth) {
     };
     // clang-format on
     for (const Case& c : cases) {
-        for (bool typeFirst : {true, false}) {
-            const std::string type = std::string("\"type\":\"") + c.type + "\"";
-            const std::string value = std::string("\"value\":") + c.value;
-            const std::string text = "{\"ok\":{\"type\":\"bool\",\"value\":true},\"member\":{" +
-                                     (typeFirst ? type + "," + value : value + "," + type) + "}}";
-            Bag bag;
-            TavTextError error{};
-            const bool read = Read(bag, text, &error, &kTyped);
-            const bool refused = !c.shown || c.shown == ptr || c.shown == word;
-            EXPECT_EQ(read, !refused) << text << " " << (read ? "" : error.message);
-            EXPECT_EQ(Show(bag), refused ? "" : "member=" + std::string(c.shown) + ";ok=b:1")
-                << text;
-            if (refused && c.shown) {
-                EXPECT_STREQ(error.message, c.shown) << text;
-            }
-            // A refused value points at its member and names it.
-            if (!read && std::strcmp(error.message, "a typed value must be an object") != 0) {
-                EXPECT_EQ(error.offset, text.find("\"member\"")) << text << " " << error.message;
-                ASSERT_NE(error.member, nullptr) << text;
-                EXPECT_EQ(std::string(error.member, error.memberSize), "member") << text;
-            }
+        const std::string text =
+            "{\"ok\":{\"type\":\"bool\",\"value\":true},\"member\":{\"type\":\"" +
+            std::string(c.type) + "\",\"value\":" + c.value + "}}";
+        Bag bag;
+        TavTextError error{};
+        const bool read = Read(bag, text, &error, &kTyped);
+        const bool refused = !c.shown || c.shown == ptr || c.shown == word;
+        EXPECT_EQ(read, !refused) << text << " " << (read ? "" : error.message);
+        EXPECT_EQ(Show(bag), refused ? "" : "member=" + std::string(c.shown) + ";ok=b:1") << text;
+        if (refused && c.shown) {
+            EXPECT_STREQ(error.message, c.shown) << text;
+        }
+        // A refused value points at its member and names it.
+        if (!read && std::strcmp(error.message, "a typed value must be an object") != 0) {
+            EXPECT_EQ(error.offset, text.find("\"member\"")) << text << " " << error.message;
+            ASSERT_NE(error.member, nullptr) << text;
+            EXPECT_EQ(std::string(error.member, error.memberSize), "member") << text;
         }
     }
 }

@@ -52,11 +52,7 @@ std::string FixedOne(TavPropertyValue v) {
     return text.substr(5, text.size() - 6);
 }
 
-TavPropertyValue Copy(const TavPropertyValue& v) {
-    TavPropertyValue c;
-    EXPECT_NE(TavPropertyValueConstructCopy(&c, &v), nullptr);
-    return c;
-}
+TavPropertyValue Copy(const TavPropertyValue& v) { return Make(TavPropertyValueConstructCopy, &v); }
 
 // Each kind in both styles (no options and zeroed ones: plain on one line). The indented forms
 // are the one-line text laid out as a standard pretty printer does (members in the same order).
