@@ -29,16 +29,9 @@ std::string Dump(TavProperties* bag, const char* tabs = "") {
     return Captured([&](TavFile* f) { TavPropertiesPrint(bag, f, tabs); });
 }
 
-const char* const kWorkedExample =
-    "a(TavInt): 5,\n"
-    "b: [\n"
-    "\t\tc(TavBool): true,\n"
-    "],\n"
-    "d: {\n"
-    "\t\t\"x\",\n"
-    "\t\t1.50,\n"
-    "},\n"
-    "e(TavMediaFormat): ,\n";
+std::string Dump(const TavPropertyValue* v, const char* tabs = "") {
+    return Captured([&](TavFile* f) { TavPropertyValuePrint(v, f, tabs); });
+}
 
 void FillWorkedExample(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
     Bag b(a);
@@ -47,28 +40,28 @@ void FillWorkedExample(Bag& bag, TavAllocator* a = TavAllocatorGetDefault()) {
     bag.Put("e", Make(TavPropertyValueConstructMediaFormat, TavMediaFormat{0}, 1));
 }
 
-TEST(Printer, PrintsTheWorkedExampleAndASingleLeafWithoutPrefixNameOrLineEnd) {
+// A leaf prints without prefix, name or line end; every line of a bag carries the prefix;
+// empty containers and pointers print no text.
+TEST(Printer, PrintsTheWorkedExampleALeafEmptyContainersAndPointers) {
     Bag bag;
     FillWorkedExample(bag);
-    EXPECT_EQ(Dump(bag), kWorkedExample);
+    EXPECT_EQ(Dump(bag),
+              "a(TavInt): 5,\nb: [\n\t\tc(TavBool): true,\n],\nd: {\n\t\t\"x\",\n"
+              "\t\t1.50,\n},\ne(TavMediaFormat): ,\n");
     const TavPropertyValue leaf = Int(-42);
-    EXPECT_EQ(Captured([&](TavFile* f) { TavPropertyValuePrint(&leaf, f, ">"); }), "-42");
-}
-
-TEST(Printer, PrefixesEveryLineAndPrintsNoTextForEmptyContainersOrPointers) {
+    EXPECT_EQ(Dump(&leaf, ">"), "-42");
     TavSharedPtr_void sp;
     TavSharedPtr_voidConstructEmpty(&sp);
-    Bag bag;
-    bag.Put("n", Nested(Bag())).Put("v", Vec({}));
-    bag.Put("p", Make(TavPropertyValueConstructSharedPtr, &sp, "F", 0, TavAllocatorGetDefault()));
-    EXPECT_EQ(Dump(bag, ">"), ">n: [\n>],\n>p(TavSharedPtr): ,\n>v: {\n>},\n");
+    Bag other;
+    other.Put("n", Nested(Bag())).Put("v", Vec({}));
+    other.Put("p", Make(TavPropertyValueConstructSharedPtr, &sp, "F", 0, TavAllocatorGetDefault()));
+    EXPECT_EQ(Dump(other, ">"), ">n: [\n>],\n>p(TavSharedPtr): ,\n>v: {\n>},\n");
 }
 
-// How many bags and vectors the printer opens inside one another.
-constexpr std::size_t kLimit = 4096;
+constexpr std::size_t kLimit = 4096;  // bags and vectors the printer opens inside one another
 
-// The dump of a chain of bags each held as "a": the frame of the k-th bag at
-// 2(k - 1) tabs for k = 1 ... frames, around `inner`.
+// The dump of a chain of bags each held as "a": the frame of the k-th bag at 2(k - 1) tabs for
+// k = 1 ... frames, around `inner`.
 std::string ChainDump(std::size_t frames, const std::string& inner) {
     std::string text;
     for (std::size_t k = 1; k <= frames; ++k) text += std::string(2 * (k - 1), '\t') + "a: [\n";
@@ -77,36 +70,22 @@ std::string ChainDump(std::size_t frames, const std::string& inner) {
     return text;
 }
 
-// A vector's elements carry its prefix; an element that is a vector is that
-// prefix followed by its own contents, so a chain prints its prefixes one
-// after the other on the first line, then one "," line per level.
-std::string VectorChainDump(std::size_t prefixes, const std::string& innermost, std::size_t levels) {
-    std::string text;
-    for (std::size_t k = 1; k <= prefixes; ++k) text += std::string(k, '\t');
-    text += innermost;
-    for (std::size_t k = 1; k < levels; ++k) text += ",\n";
-    return text;
-}
-
-// Beyond the limit a nested bag keeps its frame and a vector element its
-// prefix, but their contents are not printed.
+// Beyond the limit a nested bag keeps its frame and a vector element its prefix, but their
+// contents are not printed. A vector's elements carry its prefix, and an element that is a vector
+// that prefix and its own contents: a chain prints its prefixes (k tabs at level k) one after the
+// other, then a "," line per level.
 TEST(Printer, PrintsUpToTheNestingLimitAndLeavesDeeperContentsOut) {
-    Bag atLimit, chain, vectors;
+    Bag atLimit, chain, vectors, shallow;
     PutChain(atLimit, kLimit);
     EXPECT_EQ(Dump(atLimit), ChainDump(kLimit, std::string(2 * kLimit, '\t') + "a(TavInt): 1,\n"));
     PutChain(chain, kDeep);
     EXPECT_EQ(Dump(chain), ChainDump(kLimit + 1, ""));
     EXPECT_TRUE(Unlocked(ChainBag(chain, kLimit)));
     PutVectorChain(vectors, "v", kDeep, Int(1));
-    const TavPropertyValue* v = TavPropertiesGetPropertyAtPathCStr(vectors, "v");
-    const auto valueDump = [&] {
-        return Captured([&](TavFile* f) { TavPropertyValuePrint(v, f, ""); });
-    };
-    EXPECT_EQ(valueDump(), VectorChainDump(kLimit + 1, ",\n", kLimit + 1));
-    Bag shallow;
+    EXPECT_EQ(Dump(TavPropertiesGetPropertyAtPathCStr(vectors, "v")),
+              std::string((kLimit + 1) * (kLimit + 2) / 2, '\t') + Repeat(",\n", kLimit + 1));
     PutVectorChain(shallow, "v", 3, Int(7));
-    v = TavPropertiesGetPropertyAtPathCStr(shallow, "v");
-    EXPECT_EQ(valueDump(), VectorChainDump(3, "7,\n", 3));
+    EXPECT_EQ(Dump(TavPropertiesGetPropertyAtPathCStr(shallow, "v")), "\t\t\t\t\t\t7,\n,\n,\n");
 }
 
 // The frames "name: [" ... "]," and "name: {" ... "}," nest properly.
@@ -119,8 +98,7 @@ bool FramesNest(const std::string& text) {
         if (tabs == std::string::npos) continue;
         const std::string rest = line.substr(tabs);
         if (rest.size() > 3 && (rest.ends_with(": [") || rest.ends_with(": {"))) {
-            open += std::string(tabs, '\t') + (rest.back() == '[' ? ']' : '}');
-            open += '\n';
+            open += std::string(tabs, '\t') + (rest.back() == '[' ? ']' : '}') + '\n';
         } else if (rest == "]," || rest == "},") {
             const std::string expect = line.substr(0, line.size() - 1) + "\n";
             if (open.size() < expect.size() || !open.ends_with(expect)) return false;
@@ -130,8 +108,8 @@ bool FramesNest(const std::string& text) {
     return open.empty() && at == text.size();
 }
 
-// The example nests vectors and bags deeper than the walk keeps in place, so
-// that its own memory (from the bag's allocator) can fail too.
+// The example nests vectors deeper than the walk keeps in place, so that its own memory (from
+// the bag's allocator) can fail too: every entry keeps its line, whatever was left out below.
 TEST(Printer, FailedPrefixesLeaveContentsOutAndLeakNothing) {
     tavtest::CountingAllocator alloc;
     Bag bag(alloc);
@@ -142,7 +120,6 @@ TEST(Printer, FailedPrefixesLeaveContentsOutAndLeakNothing) {
     tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         const std::string text = Dump(bag);
         EXPECT_EQ(alloc.liveBlocks(), live) << "failing allocation " << k;
-        // Every entry keeps its line, whatever was left out below it.
         EXPECT_NE(text.find("e(TavMediaFormat): ,\n"), std::string::npos) << k;
         EXPECT_TRUE(text.starts_with("a(TavInt): 5,\nb: [\n")) << k << ":\n" << text;
         EXPECT_TRUE(text.ends_with("},\n")) << k << ":\n" << text;

@@ -1,12 +1,15 @@
-// The standard JSON writer: exact text of every kind in both styles, on one
-// line and indented; escaping and UTF-8 checking; exact floats; any depth;
-// allocation failures. Every text it writes is checked to be JSON.
+// The JSON writers: the standard one (both styles, one line and indented, every text checked
+// to be JSON) and the fixed-form one: exact text of each kind, escaping and UTF-8, floats
+// against std::to_chars, any depth, allocation failures.
+#include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <limits>
+#include <random>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -22,7 +25,7 @@ using nlohmann::ordered_json;
 const TavJsonOptions kPlain = Options(TAV_JSON_PLAIN);
 const TavJsonOptions kTyped = Options(TAV_JSON_TYPED);
 
-// The writer's text, or "FAILED" (see Written); a text it writes must be JSON.
+// The standard writer's text, or "FAILED" (see Written); a text it writes must be JSON.
 std::string Write(TavProperties* bag, const TavJsonOptions* o) {
     const std::string text =
         Written([&](TavString* s) { return TavPropertiesWriteJson(bag, s, o); });
@@ -31,59 +34,53 @@ std::string Write(TavProperties* bag, const TavJsonOptions* o) {
 }
 std::string Write(TavProperties* bag, const TavJsonOptions& o) { return Write(bag, &o); }
 
+// The fixed-form writer's text, or "FAILED".
+std::string Fixed(TavProperties* bag) {
+    return Written([&](TavString* s) { return TavPropertiesToJson(bag, s); });
+}
+
 std::string Typed(const std::string& word, const std::string& value) {
     return R"({"type":")" + word + R"(","value":)" + value + "}";
 }
 
-// What the writer makes of v as a bag's only entry "v", in one style.
-std::string One(TavPropertyValue v, const TavJsonOptions& o) {
-    return Write(Bag().Put("v", v), o);
+// What the standard writer makes of v (which it consumes) as a bag's only entry "v".
+std::string One(TavPropertyValue v, const TavJsonOptions& o) { return Write(Bag().Put("v", v), o); }
+
+// What the fixed-form writer makes of v (which it consumes) as the value of a bag's only entry.
+std::string FixedOne(TavPropertyValue v) {
+    const std::string text = Fixed(Bag().Put("v", v));
+    return text.substr(5, text.size() - 6);
 }
 
-TavPropertyValue Copy(const TavPropertyValue& v) {
-    TavPropertyValue c;
-    EXPECT_NE(TavPropertyValueConstructCopy(&c, &v), nullptr);
-    return c;
-}
+TavPropertyValue Copy(const TavPropertyValue& v) { return Make(TavPropertyValueConstructCopy, &v); }
 
-// Each kind in both styles. The indented forms must be the one-line text
-// laid out as a standard pretty printer does (members in the same order).
+// Each kind in both styles (no options and zeroed ones: plain on one line). The indented forms
+// are the one-line text laid out as a standard pretty printer does (members in the same order).
 TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
     Bag inner, empty, inVector;
     inner.Put("e", Uint(7)).Put("f", Str("y"));
     inVector.Put("a", Int(1));
+    // clang-format off
     const struct { TavPropertyValue value; const char* plain; std::string typed; } kinds[] = {
-        {Bool(true), "true", Typed("bool", "true")},
         {Make(TavPropertyValueConstructBool, TavBool{2}, 0), "true", Typed("bool", "true")},
-        {Bool(false), "false", Typed("bool", "false")},
-        {Int(-3), "-3", Typed("int", "-3")},
-        {Make(TavPropertyValueConstructInt16, INT16_MIN, 0), "-32768", Typed("int16", "-32768")},
         {Make(TavPropertyValueConstructInt64, INT64_MIN, 0), "-9223372036854775808",
          Typed("int64", "-9223372036854775808")},
-        {Uint(UINT32_MAX), "4294967295", Typed("uint", "4294967295")},
-        {Make(TavPropertyValueConstructUint16, 65535, 0), "65535", Typed("uint16", "65535")},
         {Make(TavPropertyValueConstructUint64, UINT64_MAX, 0), "18446744073709551615",
          Typed("uint64", "18446744073709551615")},
-        {Make(TavPropertyValueConstructSizeT, TavSizeT{12345678901234}, 0), "12345678901234",
-         Typed("size_t", "12345678901234")},
-        {F32(1.25f), "1.25", Typed("float32", "1.25")},
-        {F64(0.5), "0.5", Typed("float64", "0.5")},
-        {Make(TavPropertyValueConstructTime, TavTime{-5}, 0), "-5", Typed("time", "-5")},
         {Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0),
          R"({"width":640,"height":480})", Typed("resolution", R"({"width":640,"height":480})")},
         {Make(TavPropertyValueConstructMediaFormat, TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2'), 0),
          R"("NV12")", Typed("media_format", R"("NV12")")},
         {Str("say \"x\""), R"("say \"x\"")", Typed("string", R"("say \"x\"")")},
         {Nested(inner), R"({"e":7,"f":"y"})",
-         Typed("properties", "{\"e\":" + Typed("uint", "7") + ",\"f\":" +
-                                 Typed("string", R"("y")") + "}")},
-        {Nested(empty), "{}", Typed("properties", "{}")},
-        {Vec({Int(1), F64(0.5), Vec({})}), "[1,0.5,[]]",
-         Typed("vector", "[" + Typed("int", "1") + "," + Typed("float64", "0.5") + "," +
-                             Typed("vector", "[]") + "]")},
-        {Vec({Nested(inVector)}), R"([{"a":1}])",
-         Typed("vector", "[" + Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
+         Typed("properties",
+               "{\"e\":" + Typed("uint", "7") + ",\"f\":" + Typed("string", R"("y")") + "}")},
+        {Vec({Int(1), Vec({}), Nested(empty), Nested(inVector)}), R"([1,[],{},{"a":1}])",
+         Typed("vector", "[" + Typed("int", "1") + "," + Typed("vector", "[]") + "," +
+                             Typed("properties", "{}") + "," +
+                             Typed("properties", "{\"a\":" + Typed("int", "1") + "}") + "]")},
     };
+    // clang-format on
     for (const auto& k : kinds) {
         const std::string plain = std::string("{\"v\":") + k.plain + "}";
         const std::string typed = "{\"v\":" + k.typed + "}";
@@ -95,81 +92,104 @@ TEST(WriteJson, WritesEachKindInBothStylesOnOneLineAndIndented) {
             EXPECT_EQ(One(Copy(k.value), Options(TAV_JSON_TYPED, indent)),
                       ordered_json::parse(typed).dump(static_cast<int>(indent)));
         }
+        EXPECT_EQ(One(Copy(k.value), TavJsonOptions{}), plain);
+        EXPECT_EQ(Write(Bag().Put("v", Copy(k.value)), nullptr), plain);
         TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&k.value));
+    }
+    Bag none;
+    EXPECT_EQ(Write(none, Options(TAV_JSON_TYPED, 3)), "{}");
+}
+
+// Floats keep their width; what JSON has no number for is null when plain and a named string
+// when typed.
+TEST(WriteJson, WritesFloatsInTheirWidthAndNonFiniteOnesByStyle) {
+    using F = std::numeric_limits<float>;
+    using D = std::numeric_limits<double>;
+    // clang-format off
+    const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
+        {F64(-0.0), "-0", nullptr}, {F32(0.1f), "0.1", nullptr}, {F32(F::max()), "3.4028235e+38", nullptr},
+        {F32(F::denorm_min()), "1e-45", nullptr}, {F64(D::quiet_NaN()), "null", R"("NaN")"},
+        {F64(D::infinity()), "null", R"("Infinity")"}, {F32(-F::infinity()), "null", R"("-Infinity")"},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
+        EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
+        EXPECT_EQ(One(c.value, kTyped),
+                  "{\"v\":" + Typed(f32 ? "float32" : "float64", c.typed ? c.typed : c.text) + "}");
     }
 }
 
-// The layout itself, without a reference printer: no blank but after the
-// colon, empty containers on one line, no newline at the end. (The typed
-// form's layout: against the reference printer above.)
-TEST(WriteJson, IndentsMembersAndElementsOnePerLine) {
-    Bag bag, c, e;
-    bag.Put("a", Int(1)).Put("b", Vec({})).Put("c", Nested(c));
-    bag.Put("d", Vec({Bool(true), Nested(e.Put("e", Str("x")))}));
-    EXPECT_EQ(Write(bag, Options(TAV_JSON_PLAIN, 2)),
-              "{\n  \"a\": 1,\n  \"b\": [],\n  \"c\": {},\n  \"d\": [\n    true,\n"
-              "    {\n      \"e\": \"x\"\n    }\n  ]\n}");
-    Bag none;
-    EXPECT_EQ(Write(none, Options(TAV_JSON_TYPED, 3)), "{}");
-    // No options and zeroed options are the plain one-line form.
-    const TavJsonOptions zero{};
-    EXPECT_EQ(Write(bag, nullptr), Write(bag, zero));
-    EXPECT_EQ(Write(bag, nullptr), R"({"a":1,"b":[],"c":{},"d":[true,{"e":"x"}]})");
+// The fixed form: the caller's text replaced, only the quotes of string values escaped (a
+// backslash and the names left as they are), floats as printf "%f", resolutions wrapped. The
+// typed reader gives back every other kind but the pointers, at the extremes of every width.
+TEST(WriteJson, FixedFormWritesEachKindWithItsWordForTheTypedReader) {
+    Bag d, bag;
+    bag.Put("a", Bool(true)).Put("b", Int(-3)).Put("c", Str("say \"x\""));
+    bag.Put("d", Nested(d.Put("e", Uint(7)))).Put("f", Vec({Int(1), F64(0.5)}));
+    EXPECT_EQ(Fixed(bag), R"({"a":{"type":"bool","value":true},"b":{"type":"int","value":-3},)"
+                          R"("c":{"type":"string","value":"say \"x\""},)"
+                          R"("d":{"type":"properties","value":{"e":{"type":"uint","value":7}}},)"
+                          R"("f":{"type":"vector","value":[{"type":"int","value":1},)"
+                          R"({"type":"float64","value":0.500000}]}})");
+    EXPECT_EQ(FixedOne(Str("a\\\"b")), Typed("string", R"("a\\"b")"));
+    EXPECT_EQ(FixedOne(Make(TavPropertyValueConstructResolution, TavResolution{640, 480}, 0)),
+              Typed("resolution", R"({"width": {"type": "size_t", "value": 640}, )"
+                                  R"("height":{"type": "size_t", "value": 480}})"));
+    EXPECT_EQ(Fixed(Bag().Put("q\"n", Int(1))), "{\"q\"n\":" + Typed("int", "1") + "}");
+    for (double d : {-0.0, 5e-7, 2.5e-7, -1e22, 9.9999995, 1e308, std::nan("")}) {
+        char expected[400];
+        std::snprintf(expected, sizeof expected, "%f", d);
+        EXPECT_EQ(FixedOne(F64(d)), Typed("float64", expected)) << d;
+    }
+    bag.Put("i", Int(INT32_MIN)).Put("f32", F32(1.25f)).Put("f64", F64(-0.5));
+    bag.Put("i16", Make(TavPropertyValueConstructInt16, TavInt16{INT16_MIN}, TAV_TRUE));
+    bag.Put("u16", Make(TavPropertyValueConstructUint16, TavUint16{65535}, TAV_TRUE));
+    bag.Put("i64", Make(TavPropertyValueConstructInt64, TavInt64{INT64_MIN}, TAV_TRUE));
+    bag.Put("u64", Make(TavPropertyValueConstructUint64, TavUint64{UINT64_MAX}, TAV_TRUE));
+    bag.Put("sz", Make(TavPropertyValueConstructSizeT, TavSizeT{SIZE_MAX}, TAV_TRUE));
+    bag.Put("t", Make(TavPropertyValueConstructTime, TavTime{INT64_MAX}, TAV_TRUE));
+    bag.Put("fmt", Make(TavPropertyValueConstructMediaFormat,
+                        TavMediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')}, TAV_TRUE));
+    const std::string text = Fixed(bag);
+    Bag back;
+    EXPECT_TRUE(TavPropertiesReadJson(back, text.data(), text.size(), &kTyped, nullptr)) << text;
+    EXPECT_TRUE(TavPropertiesEqual(bag, back)) << text;
 }
 
-// Addresses are bare numbers; weak pointers are read through a lock and give
-// 0 once their object is gone; typed pointer names are escaped.
+// Addresses are bare numbers (in quotes in the fixed form); weak pointers are read through a
+// lock and give 0 once their object is gone; typed pointer names are escaped.
 TEST(WriteJson, PointerKindsWriteTheAddressTheyReach) {
     int object = 0;
     const std::string address = std::to_string(reinterpret_cast<uintptr_t>(&object));
+    const auto a = TavAllocatorGetDefault();
     TavSharedPtr_void sp;
-    TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {},
-                               TavAllocatorGetDefault());
+    TavSharedPtr_voidConstruct(
+        &sp, &object, [](TavVoidPtr, TavAllocator*) {}, a);
     TavWeakPtr_void wp;
     TavWeakPtr_voidConstructFromSharedPtr(&wp, &sp);
-    const auto a = TavAllocatorGetDefault();
-    const struct { TavPropertyValue value; std::string word; } kinds[] = {
-        {Make(TavPropertyValueConstructVoidPtr, static_cast<TavVoidPtr>(&object), 0), "ptr"},
-        {Make(TavPropertyValueConstructSharedVoidPtr, &sp, 0), "shared_ptr"},
-        {Make(TavPropertyValueConstructWeakVoidPtr, &wp, 0), "weak_ptr"},
-        {Make(TavPropertyValueConstructSharedPtr, &sp, "F<\"q\\\">", 0, a),
-         R"(shared_ptr(F<\"q\\\">))"},
-        {Make(TavPropertyValueConstructWeakPtr, &wp, "Frame", 0, a), "weak_ptr(Frame)"},
-    };
-    for (const auto& k : kinds) {
-        EXPECT_EQ(One(Copy(k.value), kPlain), "{\"v\":" + address + "}");
-        EXPECT_EQ(One(Copy(k.value), kTyped), "{\"v\":" + Typed(k.word, address) + "}");
+    TavPropertyValue kinds[] = {
+        Make(TavPropertyValueConstructVoidPtr, static_cast<TavVoidPtr>(&object), 0),
+        Make(TavPropertyValueConstructSharedPtr, &sp, "F<\"q\\\">", 0, a),
+        Make(TavPropertyValueConstructWeakVoidPtr, &wp, 0)};
+    const char* words[] = {"ptr", R"(shared_ptr(F<\"q\\\">))", "weak_ptr"};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(One(Copy(kinds[i]), kPlain), "{\"v\":" + address + "}");
+        EXPECT_EQ(One(Copy(kinds[i]), kTyped), "{\"v\":" + Typed(words[i], address) + "}");
     }
-    // The object expires only if writing gave back the uses it took.
-    const auto release = [&](int i) {
-        TavPropertyValueDestruct(const_cast<TavPropertyValue*>(&kinds[i].value));
-    };
-    for (int owner : {1, 3}) release(owner);
+    EXPECT_EQ(FixedOne(Copy(kinds[2])), Typed(words[2], '"' + address + '"'));
+    TavPropertyValueDestruct(&kinds[1]);  // the object expires only if writing gave back its uses
     TavSharedPtr_voidDestruct(&sp);
-    EXPECT_EQ(One(Copy(kinds[2].value), kTyped), "{\"v\":" + Typed("weak_ptr", "0") + "}");
-    EXPECT_EQ(One(Copy(kinds[4].value), kPlain), R"({"v":0})");
-    for (int rest : {0, 2, 4}) release(rest);
+    EXPECT_EQ(One(Copy(kinds[2]), kTyped), "{\"v\":" + Typed(words[2], "0") + "}");
+    EXPECT_EQ(One(Copy(kinds[2]), kPlain), R"({"v":0})");
+    EXPECT_EQ(FixedOne(Copy(kinds[2])), Typed(words[2], "\"0\""));
+    TavPropertyValueDestruct(&kinds[0]);
+    TavPropertyValueDestruct(&kinds[2]);
     TavWeakPtr_voidDestruct(&wp);
-
-    static const TavPropertyValueCallbacks ints = {
-        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
-        [](void*) {},
-        [](void* d, const void* s) -> void* { return std::memcpy(d, s, sizeof(int)); },
-        [](const void* x, const void* y) -> TavBool {
-            return std::memcmp(x, y, sizeof(int)) == 0;
-        }};
-    Bag wrapped;
-    wrapped.Put("w", Make(TavPropertyValueConstructWrapper, static_cast<const void*>(&object),
-                          TavSizeT{sizeof object}, &ints, "int", 0, a));
-    const void* copy = TavPropertiesGetPropertyCStr(wrapped, "w")->u.vp;
-    const std::string block = std::to_string(reinterpret_cast<uintptr_t>(copy));
-    EXPECT_EQ(Write(wrapped, kPlain), "{\"w\":" + block + "}");
-    EXPECT_EQ(Write(wrapped, kTyped), "{\"w\":" + Typed("wrapper", block) + "}");
 }
 
-// Every control character, the quote and the backslash are escaped in names,
-// strings and typed pointer names; '/', DEL and valid UTF-8 are not. A JSON
-// reader gets the original bytes back.
+// Every control character, the quote and the backslash are escaped (in names and typed pointer
+// names too); '/', DEL and valid UTF-8 are not. A JSON reader gets the bytes back.
 TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
     const char* kEscaped[32] = {
         "\\u0000", "\\u0001", "\\u0002", "\\u0003", "\\u0004", "\\u0005", "\\u0006", "\\u0007",
@@ -184,123 +204,127 @@ TEST(WriteJson, EscapesControlCharactersQuotesAndBackslashes) {
         TavStringDestruct(&s);
         EXPECT_EQ(text, std::string("{\"v\":\"a") + kEscaped[c] + "b\"}") << c;
         EXPECT_EQ(ordered_json::parse(text)["v"].get<std::string>(), raw) << c;
-        if (c == 0) continue;  // names are made from C strings
-        Bag named;
-        const std::string name = "n" + raw.substr(1, 1);
-        const std::string out = Write(named.Put(name.c_str(), Int(1)), kPlain);
-        EXPECT_EQ(out, std::string("{\"n") + kEscaped[c] + "\":1}");
     }
-    const char* name = "a\"b\\c.d";
-    const char* value = "\"\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80";
     Bag bag;
-    const std::string text = Write(bag.Put(name, Str(value)), kPlain);
-    EXPECT_EQ(text, "{\"a\\\"b\\\\c.d\":\"\\\"\\\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"}");
-    const ordered_json parsed = ordered_json::parse(text);
-    EXPECT_EQ(parsed.begin().key(), name);
-    EXPECT_EQ(parsed.begin().value().get<std::string>(), value);
+    bag.Put("a\"b\\c.d", Str("\"\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"));
+    EXPECT_EQ(Write(bag, kPlain),
+              "{\"a\\\"b\\\\c.d\":\"\\\"\\\\/\x7f\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"}");
 }
 
-// Each maximal invalid subsequence becomes one U+FFFD (its three UTF-8
+// Each maximal invalid subsequence of a string (or name) becomes one U+FFFD (its three UTF-8
 // bytes), or fails the write; valid sequences at the edges of the ranges pass.
 TEST(WriteJson, ReplacesOrRefusesBytesThatAreNotUtf8) {
     const std::string R = "\xEF\xBF\xBD";
-    const struct { const char* in; std::string replaced; } cases[] = {
-        {"\xC0\xAF", R + R},                       // overlong '/'
-        {"\xC1\xBF", R + R},                       // overlong
-        {"\xE0\x80\xAF", R + R + R},               // overlong, three bytes
-        {"\xF0\x80\x80\xAF", R + R + R + R},       // overlong, four bytes
-        {"\xED\xA0\x80", R + R + R},               // surrogate U+D800
-        {"\xED\xBF\xBF", R + R + R},               // surrogate U+DFFF
-        {"\xF4\x90\x80\x80", R + R + R + R},       // past U+10FFFF
-        {"\xF5\x80", R + R},                       // no such lead
-        {"\xFF\xFE", R + R},
-        {"\x80", R},                               // lone continuation
-        {"a\xE2\x82", "a" + R},                    // truncated at the end
-        {"a\xE2\x82z", "a" + R + "z"},             // truncated before ASCII
+    const std::pair<const char*, std::string> cases[] = {
+        {"\xF0\x80\x80\xAF", R + R + R + R},               // overlong '/'
+        {"\xED\xA0\x80", R + R + R},                       // surrogate U+D800
+        {"\xF4\x90\x80\x80", R + R + R + R},               // past U+10FFFF
+        {"\xF5\x80", R + R},                               // no such lead, lone continuation
+        {"a\xE2\x82", "a" + R},                            // truncated at the end
         {"\xF0\x9F\x98\xE2\x82\xAC", R + "\xE2\x82\xAC"},  // truncated before a valid one
-        {"\xE2\x82\xAC\x80\x80", "\xE2\x82\xAC" + R + R},
         {"\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF",  // all valid
          "\xC3\xA9\xEF\xBF\xBF\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF"},
     };
     const TavJsonOptions fail = Options(TAV_JSON_PLAIN, 0, TAV_JSON_UTF8_FAIL);
-    const TavJsonOptions typedFail = Options(TAV_JSON_TYPED, 0, TAV_JSON_UTF8_FAIL);
-    int object = 0;
-    TavSharedPtr_void sp;
-    TavSharedPtr_voidConstruct(&sp, &object, [](TavVoidPtr, TavAllocator*) {},
-                               TavAllocatorGetDefault());
     for (const auto& c : cases) {
-        const bool valid = c.replaced == c.in;
-        const std::string expected = "{\"v\":\"" + c.replaced + "\"}";
-        EXPECT_EQ(One(Str(c.in), kPlain), expected) << c.in;
-        EXPECT_EQ(One(Str(c.in), fail), valid ? expected : "FAILED") << c.in;
-        Bag named;
-        named.Put(c.in, Int(1));
-        EXPECT_EQ(Write(named, kPlain), "{\"" + c.replaced + "\":1}");
-        EXPECT_EQ(Write(named, fail) == "FAILED", !valid);
-        const TavPropertyValue typedPtr =
-            Make(TavPropertyValueConstructSharedPtr, &sp, c.in, 0, TavAllocatorGetDefault());
-        EXPECT_EQ(One(Copy(typedPtr), typedFail) == "FAILED", !valid);
-        EXPECT_NE(One(typedPtr, kTyped).find("shared_ptr(" + c.replaced + ")"), std::string::npos);
+        const bool valid = c.second == c.first;
+        const std::string expected = "{\"v\":\"" + c.second + "\"}";
+        EXPECT_EQ(One(Str(c.first), kPlain), expected) << c.first;
+        EXPECT_EQ(One(Str(c.first), fail), valid ? expected : "FAILED") << c.first;
     }
-    TavSharedPtr_voidDestruct(&sp);
 }
 
-// The shortest text that reads back to the same value in its own width; what
-// JSON has no number for is null when plain and a named string when typed.
-TEST(WriteJson, WritesFloatsExactlyAndNonFiniteOnesByStyle) {
-    using F = std::numeric_limits<float>;
-    using D = std::numeric_limits<double>;
-    const struct { TavPropertyValue value; const char* text; const char* typed; } cases[] = {
-        {F64(0.1), "0.1", nullptr},
-        {F64(1e-7), "1e-07", nullptr},
-        {F64(1e300), "1e+300", nullptr},
-        {F64(1e20), "1e+20", nullptr},
-        {F64(-0.0), "-0", nullptr},
-        {F64(D::denorm_min()), "5e-324", nullptr},
-        {F64(D::max()), "1.7976931348623157e+308", nullptr},
-        {F64(123456789012.0), "123456789012", nullptr},
-        {F32(0.1f), "0.1", nullptr},
-        {F32(F::max()), "3.4028235e+38", nullptr},
-        {F32(F::denorm_min()), "1e-45", nullptr},
-        {F32(-0.0f), "-0", nullptr},
-        {F64(D::quiet_NaN()), "null", R"("NaN")"},
-        {F64(D::infinity()), "null", R"("Infinity")"},
-        {F64(-D::infinity()), "null", R"("-Infinity")"},
-        {F32(-F::quiet_NaN()), "null", R"("NaN")"},
-        {F32(-F::infinity()), "null", R"("-Infinity")"},
-    };
-    for (const auto& c : cases) {
-        const bool f32 = c.value.type == TAV_PROPERTYVALUE_TYPE_Float32;
-        const std::string word = f32 ? "float32" : "float64";
-        EXPECT_EQ(One(Copy(c.value), kPlain), std::string("{\"v\":") + c.text + "}");
-        EXPECT_EQ(One(c.value, kTyped),
-                  "{\"v\":" + Typed(word, c.typed ? c.typed : c.text) + "}");
-        if (c.typed != nullptr) continue;
-        if (f32) {
-            const float back = std::strtof(c.text, nullptr);
-            EXPECT_EQ(std::memcmp(&back, &c.value.u.f32, sizeof back), 0) << c.text;
-        } else {
-            const double back = std::strtod(c.text, nullptr);
-            EXPECT_EQ(std::memcmp(&back, &c.value.u.f64, sizeof back), 0) << c.text;
+std::string ToChars(double d) {
+    char buf[64];
+    return std::string(buf, std::to_chars(buf, buf + sizeof buf, d).ptr);
+}
+
+// The plain text of the values as one vector is what std::to_chars writes; else names the
+// first value written differently.
+void ExpectSameAsToChars(const std::vector<double>& values) {
+    TavVector_TavPropertyValue vec;
+    TavVector_TavPropertyValueConstructDefault(&vec, TavAllocatorGetDefault());
+    std::string expected;
+    for (double d : values) {
+        const TavPropertyValue v = F64(d);  // a scalar: nothing to destroy
+        EXPECT_TRUE(TavVector_TavPropertyValuePushBack(&vec, &v));
+        expected += (expected.empty() ? "" : ",") + ToChars(d);
+    }
+    const std::string written = One(Make(TavPropertyValueConstructVector, &vec, 0), kPlain);
+    TavVector_TavPropertyValueDestruct(&vec);
+    const std::string whole = "{\"v\":[" + expected + "]}";
+    for (std::size_t i = 0; written != whole && i < values.size(); ++i) {
+        const double d = values[i];
+        ASSERT_EQ(One(F64(d), kPlain), "{\"v\":" + ToChars(d) + "}") << std::hexfloat << d;
+    }
+    EXPECT_TRUE(written == whole) << "the texts differ but no single value does";
+}
+
+// m / 10^k and its negation, for the k that make short decimal forms and a few past them.
+void AddScaled(std::vector<double>& values, double m) {
+    for (int k = 0; k <= 12; ++k) {
+        values.push_back(m / std::pow(10.0, k));
+        values.push_back(-values.back());
+    }
+}
+
+// Doubles are the shortest text that reads back the same, byte for byte as std::to_chars
+// writes it: values with a short decimal form take a quicker way than the others, so both, the
+// border between them and random values are compared.
+TEST(WriteJson, WritesDoublesAsToCharsDoes) {
+    std::vector<double> values;
+    // clang-format off
+    const double edges[] = {1, 5, 9, 10, 11, 99, 100, 101, 12345, 99999, 100000, 100001, 1000000,
+                            1234500000, 999999999999, 1e15, 1125899906842623.0, 1125899906842624.0,
+                            1125899906842625.0, 9007199254740991.0, 9007199254740992.0, 1e17,
+                            1e21, 1e22, 1e23};
+    // clang-format on
+    for (double m : edges) AddScaled(values, m);
+    for (int e = -12; e <= 24; ++e) values.push_back(std::pow(10.0, e));
+    for (int n = 0; n < 2000; ++n) {
+        values.insert(values.end(), {n + 0.5, n / 8.0, n * 0.001});
+    }
+    ExpectSameAsToChars(values);
+    std::mt19937_64 random(20261125);
+    for (int batch = 0; batch < 40; ++batch) {
+        values.clear();
+        for (int i = 0; i < 500; ++i) {  // any finite bit pattern, then decimals of every length
+            const std::uint64_t bits = random();
+            double d;
+            std::memcpy(&d, &bits, sizeof d);
+            if (std::isfinite(d)) values.push_back(d);
+            AddScaled(values, static_cast<double>(random() >> (random() % 64)));
         }
+        ExpectSameAsToChars(values);
     }
 }
 
-// The walk keeps its place in memory of its own, not on the thread's stack,
-// and has no nesting limit; a failure deep down unlocks every bag.
+// The walks keep their place in memory of their own, not on the thread's stack. The standard
+// writer has no nesting limit; the fixed form lets vectors nest without limit and stops bags at
+// 63 levels below the top one. A failure deep down unlocks every bag.
 TEST(WriteJson, WritesBagsAndVectorsNestedAtAnyDepth) {
-    Bag vectors, chain;
+    Bag vectors, chain, deep, fits, tooDeep;
     PutVectorChain(vectors, "v", kDeep, Int(1));
     EXPECT_EQ(Write(vectors, kPlain),
               "{\"v\":" + Repeat("[", kDeep) + "1" + Repeat("]", kDeep) + "}");
-    EXPECT_EQ(Write(vectors, kTyped), "{\"v\":" + Repeat(R"({"type":"vector","value":[)", kDeep) +
-                                          Typed("int", "1") + Repeat("]}", kDeep) + "}");
+    const std::string typedVectors = "{\"v\":" + Repeat(R"({"type":"vector","value":[)", kDeep) +
+                                     Typed("int", "1") + Repeat("]}", kDeep) + "}";
+    EXPECT_EQ(Write(vectors, kTyped), typedVectors);
+    EXPECT_EQ(Fixed(vectors), typedVectors);
     PutChain(chain, kDeep);
-    const std::string plain = Write(chain, kPlain);
-    EXPECT_EQ(plain, "{" + Repeat("\"a\":{", kDeep) + "\"a\":1" + Repeat("}", kDeep) + "}");
-    EXPECT_EQ(Write(chain, kTyped),
-              "{" + Repeat(R"("a":{"type":"properties","value":{)", kDeep) +
-                  "\"a\":" + Typed("int", "1") + Repeat("}}", kDeep) + "}");
+    EXPECT_EQ(Write(chain, kPlain),
+              "{" + Repeat("\"a\":{", kDeep) + "\"a\":1" + Repeat("}", kDeep) + "}");
+    EXPECT_EQ(Write(chain, kTyped), "{" + Repeat(R"("a":{"type":"properties","value":{)", kDeep) +
+                                        "\"a\":" + Typed("int", "1") + Repeat("}}", kDeep) + "}");
+    EXPECT_EQ(Fixed(chain), "FAILED");
+    for (std::size_t depth : {std::size_t{0}, std::size_t{63}}) {
+        EXPECT_TRUE(Unlocked(ChainBag(chain, depth))) << depth;
+    }
+    EXPECT_EQ(Fixed(deep.Put("a", Int(1)).Put("n", Chain(64))), "FAILED");
+    PutVectorChain(fits, "v", kDeep, Chain(63));
+    EXPECT_NE(Fixed(fits).find(R"("x":{"type":"int","value":1})"), std::string::npos);
+    PutVectorChain(tooDeep, "v", kDeep, Chain(64));
+    EXPECT_EQ(Fixed(tooDeep), "FAILED");
     TavPropertyValue bad = Str("\xFF");
     EXPECT_TRUE(TavPropertiesAddPropertyCStr(ChainBag(chain, kDeep), "z", &bad));
     TavPropertyValueDestruct(&bad);
@@ -310,16 +334,20 @@ TEST(WriteJson, WritesBagsAndVectorsNestedAtAnyDepth) {
     }
 }
 
+// Both writers (the standard one in both styles) under every allocation failure.
 TEST(WriteJson, AllocationFailuresReturnNullKeepingTheCallersStringAndLeakNothing) {
     tavtest::CountingAllocator alloc;
-    Bag inner(alloc), bag(alloc);
+    Bag inner(alloc), empty(alloc), bag(alloc);
     PutFailureExample(bag, inner, alloc, 'x');
     bag.Put("r", Make(TavPropertyValueConstructResolution, TavResolution{3, 4}, 0));
-    for (const TavJsonOptions& o : {kPlain, Options(TAV_JSON_TYPED, 2)}) {
-        EXPECT_GE(
-            SweepWriteFailures(alloc, Write(bag, o),
-                               [&](TavString* s) { return TavPropertiesWriteJson(bag, s, &o); }),
-            4u);
+    bag.Put("v", Vec({Str("\"q", alloc), Nested(empty)}, alloc));
+    const TavJsonOptions indented = Options(TAV_JSON_TYPED, 2);
+    for (const TavJsonOptions* o :
+         {&kPlain, &indented, static_cast<const TavJsonOptions*>(nullptr)}) {
+        const auto write = [&](TavString* s) {
+            return o ? TavPropertiesWriteJson(bag, s, o) : TavPropertiesToJson(bag, s);
+        };
+        EXPECT_GE(SweepWriteFailures(alloc, Written(write), write), o ? 4u : 5u);
     }
 }
 

@@ -1,5 +1,5 @@
-// Helpers shared by the tests: a bag that lives for a scope, makers of values, bags and values
-// shown as text, listeners that record their calls, and the writers' common checks.
+// Helpers shared by the tests: scoped bags, value makers, bags shown as text, recording
+// listeners, deep trees and the writers' common checks.
 #ifndef TAV_TESTS_TEXT_SUPPORT_HPP
 #define TAV_TESTS_TEXT_SUPPORT_HPP
 
@@ -24,24 +24,15 @@ inline std::string Text(const TavString* s) { return std::string(s->buf, s->size
 
 inline std::string Repeat(const std::string& s, std::size_t n) {
     std::string r;
-    r.reserve(s.size() * n);
     while (n-- != 0) r += s;
     return r;
 }
 
 inline TavJsonOptions Options(TavJsonStyle style, TavUint indent = 0,
                               TavJsonInvalidUtf8 utf8 = TAV_JSON_UTF8_REPLACE,
-                              bool readOnly = false, TavSizeT maxDepth = 0) {
-    TavJsonOptions o{};
-    o.style = style;
-    o.indent = indent;
-    o.invalidUtf8 = utf8;
-    o.readOnly = readOnly;
-    o.maxDepth = maxDepth;
-    return o;
+                              TavBool readOnly = TAV_FALSE, TavSizeT maxDepth = 0) {
+    return TavJsonOptions{style, indent, utf8, readOnly, maxDepth};
 }
-
-// ---- bags and values as text -------------------------------------------------
 
 std::string Show(const TavProperties* bag);
 
@@ -95,13 +86,10 @@ inline std::string Show(const TavProperties* bag) {
     return out;
 }
 
-// ---- listeners -----------------------------------------------------------------
-
 constexpr TavPropertyListenerTrigger kBefore = TAV_PROPERTYLISTENER_TRIGGER_Before;
 constexpr TavPropertyListenerTrigger kAfter = TAV_PROPERTYLISTENER_TRIGGER_After;
 
-// Adds to bag a listener calling cb with data for each trigger given, for `name` (every name
-// when NULL); the temporary records come from the bag's allocator.
+// Adds to bag a listener calling cb with data for each trigger given, for `name` (all if NULL).
 inline bool Listen(TavProperties* bag, TavPropertyListenerCallback cb, void* data,
                    const char* name = nullptr,
                    std::initializer_list<TavPropertyListenerTrigger> triggers = {kBefore, kAfter}) {
@@ -117,8 +105,8 @@ inline bool Listen(TavProperties* bag, TavPropertyListenerCallback cb, void* dat
     return ok;
 }
 
-// A listener whose data is Lines: one line a call, "B name old/new" ("A" for After), each value
-// as Show writes it, "-" for none.
+// A listener whose data is Lines: "B name old/new" a call ("A" for After), values as Show
+// writes them, "-" for none.
 using Lines = std::vector<std::string>;
 inline void Record(const TavPropertyListener* l, TavProperties*, const TavString* name,
                    const TavPropertyValue* oldValue, const TavPropertyValue* newValue) {
@@ -183,8 +171,7 @@ inline TavPropertyValue Vec(std::initializer_list<TavPropertyValue> elements,
     return v;
 }
 
-// A nested-bag value holding a chain of `levels` bags, each holding the next
-// as "n", the deepest holding the Int "x".
+// A nested-bag value: `levels` bags each holding the next as "n", the deepest the Int "x".
 inline TavPropertyValue Chain(int levels) {
     Bag bag;
     return Nested(levels == 1 ? bag.Put("x", Int(1)) : bag.Put("n", Chain(levels - 1)));
@@ -193,24 +180,20 @@ inline TavPropertyValue Chain(int levels) {
 // How deep the deep-tree tests go: far past any call stack.
 constexpr std::size_t kDeep = 100000;
 
-// Below `bag`, `levels` bags each holding the next as "a", the deepest
-// holding the Int "a" = 1: one path set "a.a. ... .a".
+// Below `bag`, `levels` bags each holding the next as "a", the deepest the Int "a" = 1.
 inline void PutChain(TavProperties* bag, std::size_t levels) {
-    std::string path = "a";
-    for (std::size_t i = 0; i < levels; ++i) path += ".a";
-    EXPECT_TRUE(TavPropertiesSetIntValueCStr(bag, path.c_str(), 1, TAV_TRUE));
+    EXPECT_TRUE(
+        TavPropertiesSetIntValueCStr(bag, ("a" + Repeat(".a", levels)).c_str(), 1, TAV_TRUE));
 }
 
 // The bag `depth` levels below `bag` in a chain made by PutChain.
 inline TavProperties* ChainBag(TavProperties* bag, std::size_t depth) {
-    std::string path = "a";
-    for (std::size_t i = 1; i < depth; ++i) path += ".a";
-    return depth == 0 ? bag : TavPropertiesGetPropertyAtPathCStr(bag, path.c_str())->u.p;
+    if (depth == 0) return bag;
+    return TavPropertiesGetPropertyAtPathCStr(bag, ("a" + Repeat(".a", depth - 1)).c_str())->u.p;
 }
 
-// Adds under `name` `levels` vectors each holding the next as its only
-// element, the innermost holding `inner` (which it consumes). Built by
-// swapping contents, so no nested value is ever copied.
+// Adds under `name` `levels` vectors each holding the next as its only element, the innermost
+// `inner` (which it consumes); built by swapping contents, so nothing nested is copied.
 inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t levels,
                            TavPropertyValue inner, TavAllocator* a = TavAllocatorGetDefault()) {
     TavPropertyValue chain = Vec({inner}, a);
@@ -228,19 +211,15 @@ inline void PutVectorChain(TavProperties* bag, const char* name, std::size_t lev
     TavPropertyValueDestruct(&chain);
 }
 
-// The example of the standard writers' allocation-failure sweeps: a nested
-// bag with a string to escape, a string of `fill` longer than the writers
-// buffer, and vectors nested deeper than a walk keeps in place, so that every
-// kind of memory a write takes can fail.
+// The standard writers' failure example: a nested bag with a string to escape, a string of
+// `fill` longer than the writers' buffer, vectors deeper than a walk keeps in place.
 inline void PutFailureExample(Bag& bag, Bag& inner, TavAllocator* a, char fill) {
-    const std::string longText(9000, fill);
     bag.Put("n", Nested(inner.Put("s", Str("a\"\x01\xFF", a))));
-    bag.Put("l", Str(longText.c_str(), a));
+    bag.Put("l", Str(std::string(9000, fill).c_str(), a));
     PutVectorChain(bag, "w", 40, Str("deep", a), a);
 }
 
-// Runs f on a thread with a small stack (256 KiB): a walk that went one call
-// deeper per level of the tree would overflow it at the depths used here.
+// Runs f on a thread with a 256 KiB stack, which a walk recursing per level would overflow.
 template <class F>
 void OnSmallStack(F&& f) {
     using Fn = std::remove_reference_t<F>;
@@ -257,10 +236,8 @@ void OnSmallStack(F&& f) {
     pthread_attr_destroy(&attr);
 }
 
-// ---- writers ---------------------------------------------------------------------
-
-// What write(&out) leaves in a string that held `start`, run on a small stack (so that a deep
-// tree shows the walk does not recurse); "FAILED" when it returned NULL leaving the string alone.
+// What write(&out) leaves in a string that held `start`, run on a small stack; "FAILED" when
+// it returned NULL leaving the string alone.
 template <class Write>
 std::string Written(Write&& write, const std::string& start = "kept") {
     TavString out;
@@ -276,9 +253,8 @@ std::string Written(Write&& write, const std::string& start = "kept") {
     return result ? text : "FAILED";
 }
 
-// Runs write(&out) with each allocation of alloc failing in turn, out holding "kept" from alloc:
-// a failure returns NULL leaving "kept", the write that meets none gives `expected`. Returns the
-// failure points; alloc reports any block left when it goes.
+// Runs write(&out) failing each allocation of alloc in turn, out holding "kept": a failure
+// returns NULL leaving "kept", the write that meets none gives `expected`. Returns the points.
 template <class Write>
 std::size_t SweepWriteFailures(tavtest::CountingAllocator& alloc, const std::string& expected,
                                Write&& write) {
