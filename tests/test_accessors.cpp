@@ -1,4 +1,5 @@
-// Typed accessors, run through the one list of value kinds, and name listing.
+// Typed accessors, run through the one list of value kinds. (Name lists: the reliability sweep
+// and the fuzzers.)
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -192,30 +193,6 @@ TEST_F(Accessors, CopyOutGettersTakeWhatTheirPointerGettersFindAndLeaveOutAloneO
         EXPECT_STREQ(out.buf, isString ? "text" : "kept") << name;
     }
     TavStringDestruct(&out);
-}
-
-#undef TAV_CHECK_COPY_OUT
-#undef TAV_STORE_PLAIN
-
-std::string Names(const TavVector_TavString& names) {
-    std::string out;
-    for (const TavString* name = names.begin; name != names.end; ++name) out += name->buf;
-    return out;
-}
-
-TEST_F(Accessors, GetAllNamesListsOneBagsOwnNamesInOrder) {
-    for (const char* path : {"b", "a.inner", "c"})
-        ASSERT_TRUE(TavPropertiesSetIntValueCStr(&bag, path, 1, TAV_TRUE));
-    TavVector_TavString names;
-    TavVector_TavStringConstructDefault(&names, alloc);
-    ASSERT_TRUE(TavPropertiesGetAllNames(TavPropertiesGetPropertiesValueCStr(&bag, "a"), &names));
-    EXPECT_EQ(Names(names), "inner");  // a bag's own names, not those nested in it
-    EXPECT_TRUE(TavPropertiesGetAllNames(&bag, &names));
-    EXPECT_EQ(Names(names), "abc");
-    Reset();
-    EXPECT_TRUE(TavPropertiesGetAllNames(&bag, &names));
-    EXPECT_EQ(Names(names), "");
-    TavVector_TavStringDestruct(&names);
 }
 
 }  // namespace
