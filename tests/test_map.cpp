@@ -3,9 +3,8 @@
 
 #include <cmath>
 #include <functional>
-#include <map>
-#include <random>
 #include <string>
+#include <vector>
 
 #include "CountingAllocator.hpp"
 
@@ -77,40 +76,24 @@ struct MapTest : ::testing::Test {
     std::string At(const Node* n) const { return n == &m.end ? "End" : KeyOf(n); }
 };
 
-TEST_F(MapTest, AscendingInsertionsBalanceIntoExactShapesAndWithinTheHeightBound) {
+// Exact shapes while small, the height bound when large. Erasing an element, a node with two
+// children included, relinks nodes: every other position stays valid. (Random inserts and erases
+// are the structure fuzzer's, which verifies the tree after each.)
+TEST_F(MapTest, InsertionsBalanceAndErasuresKeepEveryOtherPosition) {
     PutAll(&m, "abc");  // one single rotation
     EXPECT_EQ(Checker(m).fault + Checker(m).shape, "((a1)b2(c1))");
     PutAll(&m, "defg");
     EXPECT_EQ(Checker(m).fault + Checker(m).shape, "(((a1)b2(c1))d3((e1)f2(g1)))");
+    std::vector<const Node*> kept;
+    for (Node* i = MAP(Begin)(&m); i != MAP(End)(&m); MAP(IteratorIncrement)(&i)) kept.push_back(i);
+    EXPECT_EQ(MAP(Erase)(&m, m.end.left), kept[4]);  // d, the root
+    EXPECT_EQ(MAP(EraseKey)(&m, Entry("f")) + MAP(EraseKey)(&m, Entry("x")), 1u);
+    EXPECT_EQ(State(&m), "a=v b=v c=v e=v g=v ");
+    for (int i : {0, 1, 2, 4, 6}) EXPECT_EQ(KeyOf(kept[i]), std::string(1, char('a' + i)));
     const int n = 100000;
     for (int i = 0; i < n; ++i) ASSERT_TRUE(MAP(Insert)(&m, Entry(std::to_string(n + i))).second);
     EXPECT_LE(double(m.end.left->height), 1.44 * std::log2(n + 9.0));
     EXPECT_EQ(Checker(m).fault, "");
-}
-
-TEST_F(MapTest, RandomInsertsAndErasesKeepEveryInvariantAndEveryPosition) {
-    std::mt19937 rng(12345);
-    std::map<std::string, Node*> model;  // each key's position from its insertion: must stay valid
-    int twoChildErasures = 0;
-    for (int step = 0; step < 4000; ++step) {
-        const std::string k = "k" + std::to_string(rng() % 90);
-        const auto it = model.find(k);
-        if (rng() % 3 != 0) {
-            const auto r = MAP(Insert)(&m, Entry(k, std::to_string(step)));
-            ASSERT_EQ(r.second, it == model.end());
-            ASSERT_EQ(r.first, model.emplace(k, r.first).first->second);
-        } else if (rng() % 2 == 0 || it == model.end()) {
-            ASSERT_EQ(MAP(EraseKey)(&m, Entry(k)), model.erase(k));
-        } else {
-            twoChildErasures += it->second->left && it->second->right;
-            const Node* next = std::next(it) == model.end() ? MAP(End)(&m) : std::next(it)->second;
-            ASSERT_EQ(MAP(Erase)(&m, it->second), next);
-            model.erase(it);
-        }
-        ASSERT_EQ(Checker(m).fault, "") << "step " << step;
-        for (const auto& [key, pos] : model) ASSERT_EQ(KeyOf(pos), key);
-    }
-    EXPECT_GT(twoChildErasures, 50);
 }
 
 TEST_F(MapTest, BoundsAndEqualRangesOfPresentAndAbsentKeysAndReverseTraversal) {
