@@ -1,13 +1,12 @@
-// Strings, number parsing, the mutex and the checking allocator every other test relies on.
+// Strings, the mutex and the checking allocator every other test relies on. (Number parsing:
+// the reader's and the JSON reader's tests.)
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <cmath>
 #include <cstring>
 #include <string>
 #include <thread>
-#include <tuple>
 
 #include "CountingAllocator.hpp"
 
@@ -100,25 +99,6 @@ TEST(String, AppendFormattedUsesSpareRoomMovesTakeTheBufferAndCompareOrdersBytes
             const int order = TavStringCompare(&l, &r);
             EXPECT_EQ((order > 0) - (order < 0), (i > j) - (i < j)) << i << " vs " << j;
         }
-    }
-}
-
-// Floats read the forms strtod reads (the reader's tests cover the integers' rules).
-TEST(Numbers, Float64ReadsTheFormsStrtodReads) {
-    // clang-format off
-    const std::tuple<const char*, double, std::ptrdiff_t, bool> cases[] = {
-        {".5", 0.5, 2, false}, {"+3.25e2", 325.0, 7, false}, {" \t\n7", 7.0, 4, false},
-        {"1e", 1.0, 1, false}, {"+-1", 0.0, 0, true}, {"-1e400", -HUGE_VAL, 6, true},
-        {"1e-400", 0.0, 6, true}, {"-0.0000e-999", -0.0, 12, false}};
-    // clang-format on
-    for (const auto& [text, expected, consumed, expectError] : cases) {
-        const char* end = nullptr;
-        TavBool error = 2;
-        const double value = TavStrToFloat64(text, &end, &error);
-        EXPECT_EQ(error != 0, expectError) << text;
-        EXPECT_EQ(end - text, consumed) << text;
-        EXPECT_EQ(value, expected) << text;
-        EXPECT_EQ(std::signbit(value), std::signbit(expected)) << text;
     }
 }
 
