@@ -183,7 +183,9 @@ TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
     TavVector_TavPropertyValueConstructCopy(&reversed, &list);
     std::swap(reversed.begin[0], reversed.begin[1]);
 #define VALUE(Kind, ...) Make(TavPropertyValueConstruct##Kind, __VA_ARGS__)
-    struct Case { TavPropertyValue x, y; bool equal;
+    struct Case {
+        TavPropertyValue x, y;
+        bool equal;
     } cases[] = {
         {VALUE(Float64, NAN, T), VALUE(Float64, NAN, T), false},
         {VALUE(Float64, 0.0, T), VALUE(Float64, -0.0, TAV_FALSE), true},
