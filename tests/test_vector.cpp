@@ -183,7 +183,6 @@ TEST(ValueVector, AFailedOperationLeavesTheStateItsRuleGives) {
         {[&](VV* x, VV*) { return VVF(Resize)(x, 5, e) != 0; }, 9, same},
         {[&](VV* x, VV*) { return VVF(Insert)(x, x->begin + 1, e) != nullptr; }, 4, same},
         {[&](VV* x, VV*) { return VVF(InsertN)(x, x->begin + 2, 3, e) != 0; }, 4, same},
-        // Copies of y's values come from x's allocator.
         {[](VV* x, VV* y) { return VVF(InsertRange)(x, x->begin, y->begin, y->end) != 0; }, 4,
          same},
         {[](VV* x, VV*) {
