@@ -19,105 +19,60 @@
 #define TAV_RECORD(T, size, align) \
     TAV_ASSERT(sizeof(T) == (size) && TAV_ALIGNOF(T) == (align), #T " size and alignment")
 #define TAV_FIELD(T, field, offset) TAV_ASSERT(offsetof(T, field) == (offset), #T "." #field)
-/* The records that share one layout: the shared and weak handles, the vectors, and the pairs of
- * two pointer-sized members. */
-#define TAV_FOUR_WORDS(T, w0, w1, w2, w3) \
-    TAV_RECORD(T, 32, 8);                 \
-    TAV_FIELD(T, w0, 0);                  \
-    TAV_FIELD(T, w1, 8);                  \
-    TAV_FIELD(T, w2, 16);                 \
-    TAV_FIELD(T, w3, 24)
-#define TAV_HANDLE(T) TAV_FOUR_WORDS(T, ref, ptr, a, d)
-#define TAV_VECTOR(T) TAV_FOUR_WORDS(T, allocator, begin, end, endBuf)
-#define TAV_PAIR_OF_WORDS(T) \
-    TAV_RECORD(T, 16, 8);    \
-    TAV_FIELD(T, first, 0);  \
-    TAV_FIELD(T, second, 8)
+/* TAV_LAYOUT(T, size, align, field, offset, ...): the record and one to six of its fields, each
+ * asserted through TAV_FIELDS1 to TAV_FIELDS6 as TAV_PAIRS counts them. */
+#define TAV_FIELDS1(T, f, o) TAV_FIELD(T, f, o)
+/* clang-format off */
+#define TAV_FIELDS2(T, f, o, ...) TAV_FIELD(T, f, o); TAV_FIELDS1(T, __VA_ARGS__)
+#define TAV_FIELDS3(T, f, o, ...) TAV_FIELD(T, f, o); TAV_FIELDS2(T, __VA_ARGS__)
+#define TAV_FIELDS4(T, f, o, ...) TAV_FIELD(T, f, o); TAV_FIELDS3(T, __VA_ARGS__)
+#define TAV_FIELDS5(T, f, o, ...) TAV_FIELD(T, f, o); TAV_FIELDS4(T, __VA_ARGS__)
+#define TAV_FIELDS6(T, f, o, ...) TAV_FIELD(T, f, o); TAV_FIELDS5(T, __VA_ARGS__)
+/* clang-format on */
+#define TAV_PICK(a, b, c, d, e, f, g, h, i, j, k, l, n, ...) n
+#define TAV_PAIRS(...) TAV_PICK(__VA_ARGS__, 6, 6, 5, 5, 4, 4, 3, 3, 2, 2, 1, 1)
+#define TAV_CAT(a, b) a##b
+#define TAV_FIELDS(n) TAV_CAT(TAV_FIELDS, n)
+#define TAV_LAYOUT(T, size, align, ...) \
+    TAV_RECORD(T, size, align);         \
+    TAV_FIELDS(TAV_PAIRS(__VA_ARGS__))(T, __VA_ARGS__)
+/* The shapes several records share: the shared and weak handles, the vectors, the word pairs. */
+#define TAV_HANDLE(T) TAV_LAYOUT(T, 32, 8, ref, 0, ptr, 8, a, 16, d, 24)
+#define TAV_VECTOR(T) TAV_LAYOUT(T, 32, 8, allocator, 0, begin, 8, end, 16, endBuf, 24)
+#define TAV_PAIR_OF_WORDS(T) TAV_LAYOUT(T, 16, 8, first, 0, second, 8)
 
 #if defined(__x86_64__) && defined(__LP64__)
-TAV_RECORD(TavResolution, 16, 8);
-TAV_FIELD(TavResolution, width, 0);
-TAV_FIELD(TavResolution, height, 8);
-TAV_RECORD(TavAllocator, 32, 8);
-TAV_FIELD(TavAllocator, allocate, 0);
-TAV_FIELD(TavAllocator, deallocate, 8);
-TAV_FIELD(TavAllocator, maxSize, 16);
-TAV_FIELD(TavAllocator, userData, 24);
-TAV_RECORD(TavString, 32, 8);
-TAV_FIELD(TavString, allocator, 0);
-TAV_FIELD(TavString, buf, 8);
-TAV_FIELD(TavString, size, 16);
-TAV_FIELD(TavString, capacity, 24);
-TAV_RECORD(TavAtomicInteger, 4, 4);
-TAV_FIELD(TavAtomicInteger, value, 0);
-TAV_RECORD(TavSharedPtrRefCount, 8, 4);
-TAV_FIELD(TavSharedPtrRefCount, useCount, 0);
-TAV_FIELD(TavSharedPtrRefCount, weakCount, 4);
+TAV_LAYOUT(TavResolution, 16, 8, width, 0, height, 8);
+TAV_LAYOUT(TavAllocator, 32, 8, allocate, 0, deallocate, 8, maxSize, 16, userData, 24);
+TAV_LAYOUT(TavString, 32, 8, allocator, 0, buf, 8, size, 16, capacity, 24);
+TAV_LAYOUT(TavAtomicInteger, 4, 4, value, 0);
+TAV_LAYOUT(TavSharedPtrRefCount, 8, 4, useCount, 0, weakCount, 4);
 TAV_HANDLE(TavSharedPtr_void);
 TAV_HANDLE(TavWeakPtr_void);
-TAV_RECORD(TavFile, 8, 8);
-TAV_FIELD(TavFile, stream, 0);
+TAV_LAYOUT(TavFile, 8, 8, stream, 0);
 TAV_RECORD(TavMutex, 40, 8);
-TAV_RECORD(TavPropertyValueCallbacks, 32, 8);
-TAV_FIELD(TavPropertyValueCallbacks, copy, 0);
-TAV_FIELD(TavPropertyValueCallbacks, destruct, 8);
-TAV_FIELD(TavPropertyValueCallbacks, assign, 16);
-TAV_FIELD(TavPropertyValueCallbacks, equal, 24);
-TAV_RECORD(TavPropertyValue, 88, 8);
-TAV_FIELD(TavPropertyValue, settable, 0);
-TAV_FIELD(TavPropertyValue, type, 4);
-TAV_FIELD(TavPropertyValue, u, 8);
-TAV_FIELD(TavPropertyValue, ptrName, 40);
-TAV_FIELD(TavPropertyValue, callbacks, 72);
-TAV_FIELD(TavPropertyValue, size, 80);
-TAV_RECORD(TavPropertyListener, 64, 8);
-TAV_FIELD(TavPropertyListener, all, 0);
-TAV_FIELD(TavPropertyListener, name, 8);
-TAV_FIELD(TavPropertyListener, trigger, 40);
-TAV_FIELD(TavPropertyListener, cb, 48);
-TAV_FIELD(TavPropertyListener, data, 56);
+TAV_LAYOUT(TavPropertyValueCallbacks, 32, 8, copy, 0, destruct, 8, assign, 16, equal, 24);
+TAV_LAYOUT(TavPropertyValue, 88, 8, settable, 0, type, 4, u, 8, ptrName, 40, callbacks, 72, size,
+           80);
+TAV_LAYOUT(TavPropertyListener, 64, 8, all, 0, name, 8, trigger, 40, cb, 48, data, 56);
 TAV_VECTOR(TavVector_TavPropertyValue);
 TAV_VECTOR(TavVector_TavPropertyListener);
 TAV_VECTOR(TavVector_TavString);
 TAV_VECTOR(TavVector_TavMap_TavString__TavPropertyValueIterator);
-TAV_RECORD(TavPair_TavString__TavPropertyValue, 120, 8);
-TAV_FIELD(TavPair_TavString__TavPropertyValue, first, 0);
-TAV_FIELD(TavPair_TavString__TavPropertyValue, second, 32);
-TAV_RECORD(TavMap_TavString__TavPropertyValue_Node, 160, 8);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, value, 0);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, left, 120);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, right, 128);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, parent, 136);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, pPtr, 144);
-TAV_FIELD(TavMap_TavString__TavPropertyValue_Node, height, 152);
-TAV_RECORD(TavMap_TavString__TavPropertyValue, 176, 8);
-TAV_FIELD(TavMap_TavString__TavPropertyValue, end, 0);
-TAV_FIELD(TavMap_TavString__TavPropertyValue, size, 160);
-TAV_FIELD(TavMap_TavString__TavPropertyValue, alloc, 168);
+TAV_LAYOUT(TavPair_TavString__TavPropertyValue, 120, 8, first, 0, second, 32);
+TAV_LAYOUT(TavMap_TavString__TavPropertyValue_Node, 160, 8, value, 0, left, 120, right, 128, parent,
+           136, pPtr, 144, height, 152);
+TAV_LAYOUT(TavMap_TavString__TavPropertyValue, 176, 8, end, 0, size, 160, alloc, 168);
 TAV_PAIR_OF_WORDS(TavPair_TavMap_TavString__TavPropertyValueIterator__TavBool);
 TAV_PAIR_OF_WORDS(
     TavPair_TavMap_TavString__TavPropertyValueIterator__TavMap_TavString__TavPropertyValueIterator);
 TAV_PAIR_OF_WORDS(
     TavPair_TavMap_TavString__TavPropertyValueConstIterator__TavMap_TavString__TavPropertyValueConstIterator);
-TAV_RECORD(TavStack_TavMap_TavString__TavPropertyValueIterator, 32, 8);
-TAV_FIELD(TavStack_TavMap_TavString__TavPropertyValueIterator, v, 0);
-TAV_RECORD(TavProperties, 248, 8);
-TAV_FIELD(TavProperties, mutex, 0);
-TAV_FIELD(TavProperties, map, 40);
-TAV_FIELD(TavProperties, listeners, 216);
-TAV_RECORD(TavJsonOptions, 24, 8);
-TAV_FIELD(TavJsonOptions, style, 0);
-TAV_FIELD(TavJsonOptions, indent, 4);
-TAV_FIELD(TavJsonOptions, invalidUtf8, 8);
-TAV_FIELD(TavJsonOptions, readOnly, 12);
-TAV_FIELD(TavJsonOptions, maxDepth, 16);
-TAV_RECORD(TavTextError, 48, 8);
-TAV_FIELD(TavTextError, offset, 0);
-TAV_FIELD(TavTextError, line, 8);
-TAV_FIELD(TavTextError, column, 16);
-TAV_FIELD(TavTextError, message, 24);
-TAV_FIELD(TavTextError, member, 32);
-TAV_FIELD(TavTextError, memberSize, 40);
+TAV_LAYOUT(TavStack_TavMap_TavString__TavPropertyValueIterator, 32, 8, v, 0);
+TAV_LAYOUT(TavProperties, 248, 8, mutex, 0, map, 40, listeners, 216);
+TAV_LAYOUT(TavJsonOptions, 24, 8, style, 0, indent, 4, invalidUtf8, 8, readOnly, 12, maxDepth, 16);
+TAV_LAYOUT(TavTextError, 48, 8, offset, 0, line, 8, column, 16, message, 24, member, 32, memberSize,
+           40);
 TAV_RECORD(TavPropertyValueType, 4, 4);
 TAV_RECORD(TavPropertyListenerTrigger, 4, 4);
 TAV_RECORD(TavJsonStyle, 4, 4);
@@ -125,6 +80,4 @@ TAV_RECORD(TavJsonInvalidUtf8, 4, 4);
 TAV_RECORD(TavBool, 1, 1);
 #endif
 
-int main(void) {
-    return 0;
-}
+int main(void) { return 0; }

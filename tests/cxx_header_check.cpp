@@ -14,32 +14,29 @@ struct Sink {
     }
 };
 
+// set<V> for each value given and get<T> for each type listed (never run: the names don't matter).
+template <class... V>
+bool SetEach(tav::Properties& bag, const V&... v) {
+    return (bag.set("k", v) && ...);
+}
+template <class... T>
+int GetEach(const tav::Properties& bag) {
+    return (bag.get<T>("k").has_value() + ...);
+}
+
 [[maybe_unused]] int UseEverything() {
     tav::Properties bag;
     const std::array<double, 2> pair = {0.5, 1.5};
-    long long wide = 1;
-    unsigned long long uwide = 2;
-    std::size_t size = 3;
-    bool ok = bag.set("b", true) && bag.set("i16", std::int16_t{1}) &&
-              bag.set("u16", std::uint16_t{1}) && bag.set("i", 1) && bag.set("u", 1u) &&
-              bag.set("i64", wide) && bag.set("u64", uwide) && bag.set("size_t", size) &&
-              bag.set("sz", tav::Size{4}) && bag.set("f", 1.0f) && bag.set("d", 1.0) &&
-              bag.set("t", tav::Time{5}) && bag.set("r", TavResolution{640, 480}) &&
-              bag.set("m", tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('a', 'b', 'c', 'd')}) &&
-              bag.set("p", static_cast<void*>(&bag)) && bag.set("s", "text") &&
-              bag.set("sv", std::string_view("view")) && bag.set("v", {1, 2, 3}) &&
-              bag.set("a", pair) && bag.add("n", tav::Properties()) &&
-              bag.set("val", tav::Value(7)) && bag.set("vec", tav::Vector());
-    int n = 0;
-    n += bag.get<bool>("b").has_value() + bag.get<std::int16_t>("i16").has_value() +
-         bag.get<std::uint16_t>("u16").has_value() + bag.get<int>("i").has_value() +
-         bag.get<unsigned>("u").has_value() + bag.get<long long>("i64").has_value() +
-         bag.get<std::uint64_t>("u64").has_value() + bag.get<tav::Size>("sz").has_value() +
-         bag.get<float>("f").has_value() + bag.get<double>("d").has_value() +
-         bag.get<tav::Time>("t").has_value() + bag.get<TavResolution>("r").has_value() +
-         bag.get<tav::MediaFormat>("m").has_value() + bag.get<void*>("p").has_value() +
-         bag.get<tav::String>("s").has_value() + bag.get<tav::Properties>("n").has_value() +
-         bag.get<tav::Vector>("v").has_value() + bag.get<tav::Value>("val").has_value();
+    void* pointer = &bag;
+    bool ok =
+        SetEach(bag, true, std::int16_t{1}, std::uint16_t{1}, 1, 1u, 1LL, 2ULL, std::size_t{3},
+                tav::Size{4}, 1.0f, 1.0, tav::Time{5}, TavResolution{640, 480},
+                tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('a', 'b', 'c', 'd')}, pointer, "text",
+                std::string_view("view"), pair, tav::Value(7), tav::Vector()) &&
+        bag.set("v", {1, 2, 3}) && bag.add("n", tav::Properties());
+    int n = GetEach<bool, std::int16_t, std::uint16_t, int, unsigned, long long, std::uint64_t,
+                    tav::Size, float, double, tav::Time, TavResolution, tav::MediaFormat, void*,
+                    tav::String, tav::Properties, tav::Vector, tav::Value>(bag);
     for (tav::Entry e : bag.snapshot()) {
         n += static_cast<int>(e.name.size()) + e.value.visit(Sink{});
         n += e.value.as<std::string_view>().has_value() + e.value.as<tav::Properties>().has_value();

@@ -24,10 +24,9 @@ TavPropertyListener* Make(TavPropertyListener* x, const char* name, void* data, 
 TEST(Listener, AssignsEachKindOverEachAndEqualsByEveryField) {
     tavtest::CountingAllocator a;
     TavPropertyListener x, l[4];  // named and all-names starts, then sources of other data
-    Make(&l[0], "name held by x", &data1, a);
-    Make(&l[1], nullptr, &data1, a);
-    Make(&l[2], "a long listener name to copy", &data2, a);
-    Make(&l[3], nullptr, &data2, a);
+    const char* const names[] = {"name held by x", nullptr, "a long listener name to copy",
+                                 nullptr};
+    for (int i = 0; i < 4; ++i) Make(&l[i], names[i], i < 2 ? &data1 : &data2, a);
     for (const TavPropertyListener* start : {&l[0], &l[1]}) {
         for (const TavPropertyListener* source : {&l[2], &l[3]}) {
             tavtest::SweepAllocationFailures(a, [&](std::size_t k) {

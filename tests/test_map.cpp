@@ -1,11 +1,11 @@
-// The ordered map: exact shapes, invariants, stable positions, lookups, memory, failure states.
+// The ordered map: invariants, stable positions, memory, failure states. (Its
+// bounds and ranges serve no bag operation; the bag tests cover lookups.)
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <functional>
-#include <map>
-#include <random>
 #include <string>
+#include <vector>
 
 #include "CountingAllocator.hpp"
 
@@ -36,24 +36,24 @@ std::string Text(const Pair& p) {
            TavStringCStr(TavPropertyValueGetString(&p.second)) + " ";
 }
 
-// Faults of links, heights, balance, key order and size; the shape as (left key height right).
+// Faults of links, heights, balance, key order and size.
 struct Checker {
-    std::string fault, last, shape;
+    std::string fault, last;
     std::size_t count = 0;
     explicit Checker(const Map& m) {
-        shape = Visit(m.end.left, &m.end, &m.end.left);
+        Visit(m.end.left, &m.end, &m.end.left);
         if (m.end.right || m.end.parent || m.end.pPtr || count != m.size) fault += "end/size";
     }
-    std::string Visit(const Node* n, const Node* parent, Node* const* pPtr) {
-        if (!n) return "";
-        const std::string key = KeyOf(n), left = Visit(n->left, n, &n->left);
+    void Visit(const Node* n, const Node* parent, Node* const* pPtr) {
+        if (!n) return;
+        Visit(n->left, n, &n->left);
+        const std::string key = KeyOf(n);
         const std::size_t hl = n->left ? n->left->height : 0, hr = n->right ? n->right->height : 0;
         if (n->parent != parent || n->pPtr != pPtr || *pPtr != n || (count++ && key <= last) ||
             n->height != (hl > hr ? hl : hr) + 1 || hl > hr + 1 || hr > hl + 1)
             fault += "fault at " + key + ";";
         last = key;
-        const std::string right = Visit(n->right, n, &n->right);
-        return "(" + left + key + std::to_string(n->height) + right + ")";
+        Visit(n->right, n, &n->right);
     }
 };
 
@@ -74,60 +74,24 @@ struct MapTest : ::testing::Test {
     Map m;
     void SetUp() override { MAP(Construct)(&m, alloc); }
     void TearDown() override { MAP(Destruct)(&m); }
-    std::string At(const Node* n) const { return n == &m.end ? "End" : KeyOf(n); }
 };
 
-TEST_F(MapTest, AscendingInsertionsBalanceIntoExactShapesAndWithinTheHeightBound) {
-    PutAll(&m, "abc");  // one single rotation
-    EXPECT_EQ(Checker(m).fault + Checker(m).shape, "((a1)b2(c1))");
-    PutAll(&m, "defg");
-    EXPECT_EQ(Checker(m).fault + Checker(m).shape, "(((a1)b2(c1))d3((e1)f2(g1)))");
+// Ascending insertions stay within the height bound. Erasing an element, a node with two
+// children included, relinks nodes: every other position stays valid. (Random inserts and erases
+// are the structure fuzzer's, which verifies the tree after each.)
+TEST_F(MapTest, InsertionsBalanceAndErasuresKeepEveryOtherPosition) {
+    PutAll(&m, "abcdefg");  // a full tree of three levels, d at the root
+    EXPECT_EQ(m.end.left->height, 3u);
+    std::vector<const Node*> kept;
+    for (Node* i = MAP(Begin)(&m); i != MAP(End)(&m); MAP(IteratorIncrement)(&i)) kept.push_back(i);
+    EXPECT_EQ(MAP(Erase)(&m, m.end.left), kept[4]);  // d, the root
+    EXPECT_EQ(MAP(EraseKey)(&m, Entry("f")) + MAP(EraseKey)(&m, Entry("x")), 1u);
+    EXPECT_EQ(State(&m), "a=v b=v c=v e=v g=v ");
+    for (int i : {0, 1, 2, 4, 6}) EXPECT_EQ(KeyOf(kept[i]), std::string(1, char('a' + i)));
     const int n = 100000;
     for (int i = 0; i < n; ++i) ASSERT_TRUE(MAP(Insert)(&m, Entry(std::to_string(n + i))).second);
     EXPECT_LE(double(m.end.left->height), 1.44 * std::log2(n + 9.0));
     EXPECT_EQ(Checker(m).fault, "");
-}
-
-TEST_F(MapTest, RandomInsertsAndErasesKeepEveryInvariantAndEveryPosition) {
-    std::mt19937 rng(12345);
-    std::map<std::string, Node*> model;  // each key's position from its insertion: must stay valid
-    int twoChildErasures = 0;
-    for (int step = 0; step < 4000; ++step) {
-        const std::string k = "k" + std::to_string(rng() % 90);
-        const auto it = model.find(k);
-        if (rng() % 3 != 0) {
-            const auto r = MAP(Insert)(&m, Entry(k, std::to_string(step)));
-            ASSERT_EQ(r.second, it == model.end());
-            ASSERT_EQ(r.first, model.emplace(k, r.first).first->second);
-        } else if (rng() % 2 == 0 || it == model.end()) {
-            ASSERT_EQ(MAP(EraseKey)(&m, Entry(k)), model.erase(k));
-        } else {
-            twoChildErasures += it->second->left && it->second->right;
-            const Node* next = std::next(it) == model.end() ? MAP(End)(&m) : std::next(it)->second;
-            ASSERT_EQ(MAP(Erase)(&m, it->second), next);
-            model.erase(it);
-        }
-        ASSERT_EQ(Checker(m).fault, "") << "step " << step;
-        for (const auto& [key, pos] : model) ASSERT_EQ(KeyOf(pos), key);
-    }
-    EXPECT_GT(twoChildErasures, 50);
-}
-
-TEST_F(MapTest, BoundsAndEqualRangesOfPresentAndAbsentKeysAndReverseTraversal) {
-    auto bounds = [&](const char* k) {  // lower, upper bound | equal range (End, End if absent)
-        const auto r = MAP(EqualRangeConst)(&m, Entry(k));
-        return At(MAP(LowerBound)(&m, Entry(k))) + At(MAP(UpperBoundConst)(&m, Entry(k))) + "|" +
-               At(r.first) + At(r.second);
-    };
-    PutAll(&m, "dbf");
-    const std::pair<const char*, const char*> rows[] = {{"a", "bb|EndEnd"}, {"b", "bd|bd"},
-        {"c", "dd|EndEnd"}, {"d", "df|df"}, {"f", "fEnd|fEnd"}, {"g", "EndEnd|EndEnd"}};
-    for (const auto& [k, expected] : rows) EXPECT_EQ(bounds(k), expected) << k;
-    std::string keys;  // backward from a reverse position whose base is End: the largest first
-    for (MAP(ConstReverseIterator) r = MAP(End)(&m); r != MAP(Begin)(&m);
-         MAP(ConstReverseIteratorIncrement)(&r))
-        keys += Text(*MAP(ConstReverseIteratorContentOf)(&r));
-    EXPECT_EQ(keys, "f=v d=v b=v ");
 }
 
 // One node of GetNodeSize bytes per element from the map's allocator; keys, texts from the default.

@@ -89,35 +89,4 @@ TEST_F(Merge, FailedAllocationsKeepWhatWasMergedAndLeakNothing) {
     }), 5u);
 }
 
-void Count(const TavPropertyListener* l, TavProperties*, const TavString*, const TavPropertyValue*,
-           const TavPropertyValue*) {
-    ++*static_cast<int*>(l->data);
-}
-
-// A snapshot holds the source's entries but none of its listeners, so destroying it after the
-// merge tells the source's listeners nothing; merging it does what merging the source does.
-TEST_F(Merge, ASnapshotOfTheSourceMergesLikeTheSourceAndTellsItsListenersNothing) {
-    FillX();
-    Int(&y, "n.r", 1);
-    Ones(&y, "v", 2);
-    int heard = 0;
-    ASSERT_TRUE(Listen(&y, &Count, &heard, nullptr, {kBefore}));
-    EXPECT_GE(tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
-        TavProperties snapshot;
-        const bool ok = TavPropertiesConstructSnapshot(&snapshot, &y) == &snapshot;
-        EXPECT_EQ(ok, !alloc.Failed()) << k;
-        if (!ok) return;  // nothing to destroy
-        alloc.FailAt(0);
-        EXPECT_TRUE(TavPropertiesEqual(&snapshot, &y)) << k;
-        EXPECT_EQ(TavVector_TavPropertyListenerSize(&snapshot.listeners), 0u) << k;
-        EXPECT_EQ(TavPropertiesMerge(&x, &snapshot), &x);
-        TavPropertiesDestruct(&snapshot);
-    }), 3u);
-    EXPECT_EQ(Show(&x), "a=s:x;n={p=i:0;q=i:2;r=i:1};v=[i:1,i:1]");
-    EXPECT_EQ(heard, 0);
-    TavPropertiesDestruct(&y);  // while heard lives; the listener hears y's own two entries go
-    EXPECT_EQ(heard, 2);
-    TavPropertiesConstructDefault(&y, alloc);
-}
-
 }  // namespace

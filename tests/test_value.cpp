@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 #include "CountingAllocator.hpp"
@@ -166,8 +167,9 @@ TEST_F(Value, EveryKindAssignsOverEveryKindOrLeavesTheRuledState) {
     for (auto* all : {&sources, &starts}) for (auto& v : *all) TavPropertyValueDestruct(&v);
 }
 
-// Typed kinds compare by name first, so that a wrapper's callback never sees another type. A
-// getter also serves the kinds built on its own kind; a conversion takes only its own kind.
+// Typed kinds compare by name first, so that a wrapper's callback never sees another type;
+// vectors compare in order. A getter also serves the kinds built on its own kind; a conversion
+// takes only its own kind. (Nested bags compare and copy as bags do: test_bag.cpp.)
 TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
     TavSharedPtr_void sameObject;  // another count block for sp's object
     TavSharedPtr_voidConstruct(&sameObject, &target, &KeepObject, alloc);
@@ -177,8 +179,14 @@ TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
     const TavBool T = TAV_TRUE;
     const Blob one{1, {}}, two{2, {}};
     TavAllocator* a = alloc;
+    TavVector_TavPropertyValue reversed;
+    TavVector_TavPropertyValueConstructCopy(&reversed, &list);
+    std::swap(reversed.begin[0], reversed.begin[1]);
 #define VALUE(Kind, ...) Make(TavPropertyValueConstruct##Kind, __VA_ARGS__)
-    struct Case { TavPropertyValue x, y; bool equal; } cases[] = {
+    struct Case {
+        TavPropertyValue x, y;
+        bool equal;
+    } cases[] = {
         {VALUE(Float64, NAN, T), VALUE(Float64, NAN, T), false},
         {VALUE(Float64, 0.0, T), VALUE(Float64, -0.0, TAV_FALSE), true},
         {VALUE(Bool, 1, T), VALUE(Bool, 2, T), false},
@@ -187,20 +195,18 @@ TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
         {VALUE(SharedVoidPtr, &sp, T), VALUE(SharedVoidPtr, &alias, T), false},
         {VALUE(WeakVoidPtr, &wp, T), VALUE(WeakVoidPtr, &sameBlock, T), true},
         {VALUE(WeakVoidPtr, &wp, T), VALUE(WeakVoidPtr, &otherBlock, T), false},
-        {VALUE(SharedPtr, &sp, "A", T, a), VALUE(SharedPtr, &alias, "A", T, a), false},
         {VALUE(SharedPtr, &sp, "A", T, a), VALUE(SharedPtr, &sp, "B", T, a), false},
-        {VALUE(WeakPtr, &wp, "A", T, a), VALUE(WeakPtr, &otherBlock, "A", T, a), false},
-        {VALUE(WeakPtr, &wp, "A", T, a), VALUE(WeakPtr, &wp, "B", T, a), false},
         {VALUE(Wrapper, &one, sizeof one, &kBlob, "A", T, a),
          VALUE(Wrapper, &two, sizeof two, &kBlob, "A", T, a), false},
         {VALUE(Wrapper, &one, sizeof one, &kBlob, "A", T, a),
          VALUE(Wrapper, &one, sizeof one, &kBlob, "B", T, a), false},
+        {VALUE(Vector, &list, T), VALUE(Vector, &reversed, T), false},  // element by element
     };
 #undef VALUE
     TavSharedPtr_void out{};
     TavVoidPtr vp = nullptr;
-    EXPECT_EQ(TavPropertyValueGetVoidPtr(&cases[12].x), &cases[12].x.u.vp) << "of a Wrapper";
-    EXPECT_EQ(TavPropertyValueToVoidPtr(&cases[12].x, &vp), nullptr);
+    EXPECT_EQ(TavPropertyValueGetVoidPtr(&cases[9].x), &cases[9].x.u.vp) << "of a Wrapper";
+    EXPECT_EQ(TavPropertyValueToVoidPtr(&cases[9].x, &vp), nullptr);
     EXPECT_EQ(TavPropertyValueGetSharedVoidPtr(&cases[8].x), &cases[8].x.u.sp) << "of a SharedPtr";
     EXPECT_EQ(TavPropertyValueToSharedVoidPtr(&cases[8].x, &out), nullptr);
     for (auto& c : cases) {
@@ -209,6 +215,7 @@ TEST_F(Value, EqualityGettersAndConversionsReadWhatEachKindMeans) {
         TavPropertyValueDestruct(&c.y);
     }
     EXPECT_EQ(g_equals, 1) << "called only for the wrapper pair whose names match";
+    TavVector_TavPropertyValueDestruct(&reversed);
     TavWeakPtr_voidDestruct(&otherBlock);
     TavSharedPtr_voidDestruct(&sameObject);
 }
