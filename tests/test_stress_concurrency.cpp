@@ -14,9 +14,7 @@
 
 namespace {
 
-constexpr int kWorkers = 4, kMaxRounds = 50000;
-// Long enough for the threads to interleave often, short enough for sanitizers.
-constexpr auto kRunTime = std::chrono::milliseconds(2000);
+constexpr int kWorkers = 4;
 
 std::string Path(const char* p, int t, const char* s = "") { return p + std::to_string(t) + s; }
 bool HasInt(const TavProperties* bag, const std::string& path, TavInt value) {
@@ -29,8 +27,8 @@ bool SetInt(TavProperties* bag, const std::string& path, TavInt value) {
 
 // Bumps "echo" after every change of "hits": the recursive lock lets the callback in, and the
 // changing thread holding it keeps these read-modify-writes from interleaving.
-void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*,
-          const TavPropertyValue*, const TavPropertyValue*) {
+void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*, const TavPropertyValue*,
+          const TavPropertyValue*) {
     const TavInt* echo = TavPropertiesGetIntValueCStr(bag, "echo");
     SetInt(bag, "echo", echo == nullptr ? 1 : *echo + 1);
 }
@@ -47,18 +45,15 @@ int Round(TavProperties* bag, std::atomic<int>* heard, int t, int r) {
     int wrong = !TavPropertiesAddListener(bag, &mine);
     // A top-level entry: changes inside nested bags are told to their own listeners.
     SetInt(bag, Path("own", t), r);
-    wrong += !HasInt(bag, Path("own", t), r);
-    wrong += !TavPropertiesRemoveListener(bag, &mine);
+    wrong += !HasInt(bag, Path("own", t), r) + !TavPropertiesRemoveListener(bag, &mine);
     TavPropertyListenerDestruct(&mine);
     SetInt(bag, Path("t", t, ".tmp.leaf"), r);
     wrong += !TavPropertiesRemovePropertyAtPathCStr(bag, Path("t", t, ".tmp").c_str());
     SetInt(bag, "hits", r);
-    TavProperties source;
-    TavPropertiesConstructDefault(&source, TavAllocatorGetDefault());
-    SetInt(&source, Path("m", t, ".round"), r);
-    SetInt(&source, Path("shared.from", t), r);
-    wrong += TavPropertiesMerge(bag, &source) != bag;
-    TavPropertiesDestruct(&source);
+    texttest::Bag source;
+    SetInt(source, Path("m", t, ".round"), r);
+    SetInt(source, Path("shared.from", t), r);
+    wrong += TavPropertiesMerge(bag, source) != bag;
     TavString text;
     TavStringConstructDefault(&text, TavAllocatorGetDefault());
     wrong += !TavPropertiesToJson(bag, &text) || !TavPropertiesToXml(bag, &text);
@@ -67,17 +62,17 @@ int Round(TavProperties* bag, std::atomic<int>* heard, int t, int r) {
 }
 
 TEST(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
-    TavProperties bag;
-    TavPropertiesConstructDefault(&bag, TavAllocatorGetDefault());
-    ASSERT_TRUE(texttest::Listen(&bag, &Echo, nullptr, "hits", {texttest::kAfter}));
+    texttest::Bag bag;  // the default allocator: the counting one is not made for several threads
+    ASSERT_TRUE(texttest::Listen(bag, &Echo, nullptr, "hits", {texttest::kAfter}));
     std::vector<int> rounds(kWorkers, 0);
     std::atomic<int> wrong{0}, heard[kWorkers] = {};
     std::vector<std::thread> pool;
+    // Long enough for the threads to interleave often, short enough for sanitizers.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(2000);
     for (int t = 0; t < kWorkers; ++t)
         pool.emplace_back([&, t] {
-            const auto end = std::chrono::steady_clock::now() + kRunTime;
-            for (; rounds[t] < kMaxRounds && std::chrono::steady_clock::now() < end; ++rounds[t])
-                wrong += Round(&bag, &heard[t], t, rounds[t]);
+            for (; rounds[t] < 50000 && std::chrono::steady_clock::now() < end; ++rounds[t])
+                wrong += Round(bag, &heard[t], t, rounds[t]);
         });
     for (auto& thread : pool) thread.join();
     EXPECT_EQ(wrong.load(), 0);
@@ -86,13 +81,12 @@ TEST(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
         total += rounds[t];
         for (const std::string& path :
              {Path("own", t), Path("m", t, ".round"), Path("shared.from", t)})
-            EXPECT_TRUE(HasInt(&bag, path, rounds[t] - 1)) << path;
-        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(&bag, Path("t", t, ".tmp").c_str()), nullptr);
+            EXPECT_TRUE(HasInt(bag, path, rounds[t] - 1)) << path;
+        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(bag, Path("t", t, ".tmp").c_str()), nullptr);
         EXPECT_GE(heard[t].load(), rounds[t]) << "a listener hears the change made meanwhile";
     }
-    EXPECT_TRUE(HasInt(&bag, "echo", total)) << "each change of hits echoed exactly once";
-    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.listeners), 1u) << "only the echo is left";
-    TavPropertiesDestruct(&bag);
+    EXPECT_TRUE(HasInt(bag, "echo", total)) << "each change of hits echoed exactly once";
+    EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.get()->listeners), 1u) << "only the echo";
 }
 
 }  // namespace

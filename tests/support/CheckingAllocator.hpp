@@ -2,31 +2,19 @@
 // CheckedAllocator: it counts every call, checks that each block comes back to
 // the allocator it came from with the byte count it was taken with, and
 // refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
-//
 // Each block carries a header linking it into the list of live blocks, so the
-// checks cost no search and the bookkeeping allocates nothing of its own (a
-// hash table used to take a third of a fuzzer's time). Under AddressSanitizer
-// the headers are poisoned, so a write just before a block is still caught.
-// What happens on a broken promise is the owner's choice: the tests record a
-// failure and go on, the fuzzers abort.
+// checks search nothing and allocate nothing; under AddressSanitizer the
+// headers are poisoned, so a write just before a block is still caught. On a
+// broken promise the tests record a failure and go on, the fuzzers abort.
 #ifndef TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
 #define TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
+
+#include <sanitizer/asan_interface.h>  // its poisoning macros do nothing without ASan
 
 #include <cstddef>
 #include <cstdlib>
 
 #include "Os/TavProperties.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TAV_CHECK_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TAV_CHECK_ASAN 1
-#endif
-#endif
-#ifdef TAV_CHECK_ASAN
-#include <sanitizer/asan_interface.h>
-#endif
 
 // The fuzzers steer by coverage; the allocator's branches would only add noise.
 #if defined(__clang__)
@@ -42,11 +30,8 @@ using Complaint = void (*)(const char* what, std::size_t bytes);
 
 class CheckingAllocator {
 public:
-    explicit CheckingAllocator(Complaint complain) : complain_(complain) {
-        alloc_.allocate = &Allocate;
-        alloc_.deallocate = &Deallocate;
-        alloc_.maxSize = ~static_cast<TavSizeT>(0);
-        alloc_.userData = this;
+    explicit CheckingAllocator(Complaint complain)
+        : alloc_{&Allocate, &Deallocate, ~static_cast<TavSizeT>(0), this}, complain_(complain) {
         live_.prev = live_.next = &live_;
     }
     // Frees the blocks still live; the owner reports them first (ForEachLive).
@@ -62,10 +47,7 @@ public:
     // Refuse the k-th allocation from now on (1-based), or with `andAfter`
     // every one from the k-th on; 0 disarms. Clears Failed().
     void FailAt(std::size_t k, bool andAfter = false) {
-        failAt_ = k;
-        failAfter_ = andAfter;
-        sinceArmed_ = 0;
-        failed_ = false;
+        failAt_ = k, failAfter_ = andAfter, sinceArmed_ = 0, failed_ = false;
     }
     // Refuse every n-th allocation (counted while this plan is on); 0 stops.
     void FailEvery(unsigned n) { failEvery_ = n; }
@@ -106,28 +88,21 @@ private:
         const CheckingAllocator* owner;
     };
 
-    // Headers are readable only between Open and Close (the list's own
-    // sentinel is never poisoned).
+    // Headers are readable only between Open and Close (the sentinel is never poisoned).
     TAV_CHECK_NO_COVERAGE Header* Open(Header* h) const {
-#ifdef TAV_CHECK_ASAN
         if (h != &live_) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
-#endif
         return h;
     }
     TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const {
-#ifdef TAV_CHECK_ASAN
         if (h != &live_) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
-#endif
         return h;
     }
 
     TAV_CHECK_NO_COVERAGE bool Refuses() {
         ++attempts_;
         bool refuse = failEvery_ != 0 && ++everyCount_ % failEvery_ == 0;
-        if (failAt_ != 0) {
-            ++sinceArmed_;
-            refuse = refuse || sinceArmed_ == failAt_ || (failAfter_ && sinceArmed_ > failAt_);
-        }
+        if (failAt_ != 0 && ++sinceArmed_ >= failAt_)
+            refuse = refuse || sinceArmed_ == failAt_ || failAfter_;
         refused_ += refuse;
         failed_ = failed_ || refuse;
         return refuse;
@@ -136,24 +111,21 @@ private:
     TAV_CHECK_NO_COVERAGE void Link(Header* h, TavSizeT n) {
         Header* next = Open(live_.next);
         *h = Header{&live_, next, n, this};
-        next->prev = h;
-        live_.next = h;
-        Close(next);
-        Close(h);
+        next->prev = live_.next = h;
+        Close(next), Close(h);
+        ++allocations_, ++liveBlocks_;
+        liveBytes_ += n;
+        lastSize_ = n;
     }
 
     // h is in the list, so neither neighbour is h itself.
     TAV_CHECK_NO_COVERAGE void Free(Header* h) {
-        Open(h);
-        Header* prev = Open(h->prev);
-        Header* next = Open(h->next);
+        Header *prev = Open(Open(h)->prev), *next = Open(h->next);
         prev->next = next;
         next->prev = prev;
-        Close(prev);
-        Close(next);
+        Close(prev), Close(next);
         liveBytes_ -= h->size;
-        --liveBlocks_;
-        ++deallocations_;
+        --liveBlocks_, ++deallocations_;
         std::free(h);
     }
 
@@ -164,10 +136,6 @@ private:
         auto* h = static_cast<Header*>(std::malloc(sizeof(Header) + n));
         if (h == nullptr) return nullptr;
         self->Link(h, n);
-        ++self->allocations_;
-        ++self->liveBlocks_;
-        self->liveBytes_ += n;
-        self->lastSize_ = n;
         return h + 1;
     }
 
