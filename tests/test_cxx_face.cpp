@@ -1,11 +1,9 @@
 // The C++ face (Os/TavProperties.hpp): C++ types to kinds and back, paths, visits, listener
-// lifetimes, copy and move, JSON both ways, snapshots under a concurrent writer, and the
-// failure of every allocation on the way.
+// lifetimes, copy and move, JSON both ways, and the failure of every allocation on the way.
+// (Snapshots under concurrent merges: test_copyout_concurrency.)
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "CountingAllocator.hpp"
@@ -36,17 +34,13 @@ TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
     tav::Properties bag;
     int marker = 0;
     RoundTrip(bag, "b", true, TAV_PROPERTYVALUE_TYPE_Bool);
-    RoundTrip(bag, "i16", std::int16_t{-7}, TAV_PROPERTYVALUE_TYPE_Int16);
-    RoundTrip(bag, "u16", std::uint16_t{65535}, TAV_PROPERTYVALUE_TYPE_Uint16);
     RoundTrip(bag, "i", -2147483647 - 1, TAV_PROPERTYVALUE_TYPE_Int);
-    RoundTrip(bag, "u", 4000000000u, TAV_PROPERTYVALUE_TYPE_Uint);
     RoundTrip(bag, "i64", std::int64_t{-1} << 62, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "ll", -5LL, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "u64", ~std::uint64_t{0}, TAV_PROPERTYVALUE_TYPE_Uint64);
     RoundTrip(bag, "size_t", std::size_t{9}, TAV_PROPERTYVALUE_TYPE_Uint64);  // one type on LP64
     RoundTrip(bag, "sz", tav::Size{9}, TAV_PROPERTYVALUE_TYPE_SizeT);
     RoundTrip(bag, "f", 0.1f, TAV_PROPERTYVALUE_TYPE_Float32);
-    RoundTrip(bag, "d", 0.1, TAV_PROPERTYVALUE_TYPE_Float64);
     RoundTrip(bag, "t", tav::Time{-40}, TAV_PROPERTYVALUE_TYPE_Time);
     RoundTrip(bag, "r", TavResolution{1920, 1080}, TAV_PROPERTYVALUE_TYPE_Resolution);
     RoundTrip(bag, "m", tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')},
@@ -95,19 +89,19 @@ TEST(CxxFace, PathsAddSetRemoveAndNames) {
     const tav::Names names = bag.names().value();
     std::string all;
     for (std::string_view n : names) all += std::string(n) + ";";
-    EXPECT_EQ(all, "list;video;");
+    for (const auto& [name, value] : bag.snapshot()) all += std::string(name) + (value ? ";" : "");
+    EXPECT_EQ(all, "list;video;list;video;");
     EXPECT_EQ(bag.size(), 2u);
 }
 
-// Names the C++ type visit hands over, for the kinds of the table below.
+// What visit hands over, by its C++ type.
 struct Visitor {
     std::string operator()(bool) const { return "bool"; }
-    std::string operator()(std::int32_t) const { return "int"; }
-    std::string operator()(tav::Size) const { return "size"; }
-    std::string operator()(double) const { return "double"; }
+    std::string operator()(std::int32_t i) const { return "int " + std::to_string(i); }
+    std::string operator()(tav::Size s) const { return "size " + std::to_string(s.value); }
     std::string operator()(std::string_view s) const { return "string " + std::string(s); }
     std::string operator()(const TavProperties&) const { return "bag"; }
-    std::string operator()(tav::VectorRef v) const { return std::to_string(v.size()); }
+    std::string operator()(tav::VectorRef v) const { return "vector " + std::to_string(v.size()); }
     std::string operator()(tav::ValueRef) const { return "other"; }
     template <class T>
     std::string operator()(const T&) const {
@@ -115,25 +109,25 @@ struct Visitor {
     }
 };
 
-TEST(CxxFace, ValueVisitsEachKindInItsCxxType) {
+TEST(CxxFace, ValueVisitsEachKindInItsCxxTypeAndCopiesCompareEqual) {
     TavSharedPtr_void none;
     TavSharedPtr_voidConstructEmpty(&none);
-    TavPropertyValue shared;
+    TavPropertyValue shared;  // a kind without a C++ type of its own
     ASSERT_TRUE(TavPropertyValueConstructSharedVoidPtr(&shared, &none, TAV_TRUE));
     const tav::Size one{1};
     const std::vector<int> two{1, 2};
     std::string seen;
     for (const tav::Value& value :
-         {tav::Value(true), tav::Value(3), tav::Value(one), tav::Value(2.5), tav::Value("hi"),
+         {tav::Value(true), tav::Value(3), tav::Value(one), tav::Value("hi"),
           tav::Value(tav::Properties()), tav::Value(two), tav::Value(tav::ValueRef(&shared))}) {
         EXPECT_TRUE(value.ok());
-        EXPECT_EQ(tav::Value(value), value);  // copies compare equal, whatever the kind
+        EXPECT_EQ(tav::Value(value), value);  // a copy compares equal, whatever the kind
         seen += value.visit(Visitor{}) + ";";
     }
-    EXPECT_EQ(seen, "bool;int;size;double;string hi;bag;2;other;");
+    EXPECT_EQ(seen, "bool;int 3;size 1;string hi;bag;vector 2;other;");
+    EXPECT_FALSE(tav::Value(3).as<bool>() || tav::ValueRef().as<int>());
     TavPropertyValueDestruct(&shared);
     TavSharedPtr_voidDestruct(&none);
-    EXPECT_FALSE(tav::Value(3).as<bool>() || tav::ValueRef().as<int>());
 }
 
 // A listener recording its calls: tag, name, "o" when told an old value, "=new" a new one.
@@ -226,33 +220,6 @@ TEST(CxxFace, JsonRoundTripsAndRefusalsSayWhere) {
     EXPECT_EQ(back, bag);  // refused: untouched, nobody told
     EXPECT_TRUE(heard.empty());
     EXPECT_FALSE(back.from_json(""));
-}
-
-// Snapshots are taken under the lock: a merge, which holds the lock for its whole run, is
-// seen whole or not at all by readers iterating snapshots.
-TEST(CxxFaceConcurrency, SnapshotsSeeWholeMerges) {
-    tav::Properties shared;
-    std::atomic<int> seen{0};
-    std::atomic<bool> done{false};
-    std::thread writer([&] {
-        tav::Properties pair;
-        int i = 0;
-        for (; i < 1000 || seen < 200; ++i)
-            EXPECT_TRUE(pair.set("a", i) && pair.set("b", i) && shared.merge(pair));
-        shared.set("last", i - 1);
-        done = true;
-    });
-    int torn = 0;
-    while (!done) {
-        int a = -1, b = -1;
-        for (const auto& [name, value] : shared.snapshot())
-            if (name != "last") (name == "a" ? a : b) = value.as<int>().value_or(-2);
-        torn += a != b;
-        seen += a >= 0;
-    }
-    writer.join();
-    EXPECT_EQ(torn, 0);
-    EXPECT_EQ(shared.get<int>("a"), shared.get<int>("last"));
 }
 
 // Runs op on a fresh bag of a counting allocator with op's k-th allocation failing, for every

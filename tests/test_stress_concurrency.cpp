@@ -1,22 +1,15 @@
-// Workers on one bag set, read and remove paths of their own, add and remove a listener around
-// a change, change an entry whose listener re-enters the bag, merge into it and write it as
-// text; after a bounded run the contents must match the round counts.
-#include <gtest/gtest.h>
-
+// Workers on one bag add and remove a listener around a change of their own entry, change an entry
+// whose listener re-enters the bag, merge into the bag and write it as text; after a bounded run
+// the contents must match the round counts.
 #include <atomic>
 #include <chrono>
-#include <string>
-#include <thread>
-#include <vector>
 
-#include "Os/TavProperties.h"
 #include "text_support.hpp"
 
 namespace {
 
 constexpr int kWorkers = 4;
 
-std::string Path(const char* p, int t, const char* s = "") { return p + std::to_string(t) + s; }
 bool HasInt(const TavProperties* bag, const std::string& path, TavInt value) {
     const TavInt* got = TavPropertiesGetIntValueCStr(bag, path.c_str());
     return got != nullptr && *got == value;
@@ -34,26 +27,24 @@ void Echo(const TavPropertyListener*, TavProperties* bag, const TavString*, cons
 }
 void CountCall(const TavPropertyListener* l, TavProperties*, const TavString*,
                const TavPropertyValue*, const TavPropertyValue*) {
-    static_cast<std::atomic<int>*>(TavPropertyListenerGetData(l))->fetch_add(1);
+    ++*static_cast<std::atomic<int>*>(TavPropertyListenerGetData(l));
 }
 
-// One round of worker t on the bag; returns the number of steps that went wrong.
-int Round(TavProperties* bag, std::atomic<int>* heard, int t, int r) {
+// One round r of worker t on the bag; returns the number of steps that went wrong.
+int Round(TavProperties* bag, std::atomic<int>* heard, const std::string& t, int r) {
     TavPropertyListener mine;
     TavPropertyListenerConstructCStr(&mine, TAV_PROPERTYLISTENER_TRIGGER_Before, nullptr,
                                      &CountCall, heard, TavAllocatorGetDefault());
     int wrong = !TavPropertiesAddListener(bag, &mine);
     // A top-level entry: changes inside nested bags are told to their own listeners.
-    SetInt(bag, Path("own", t), r);
-    wrong += !HasInt(bag, Path("own", t), r) + !TavPropertiesRemoveListener(bag, &mine);
+    wrong += !SetInt(bag, "own" + t, r) || !HasInt(bag, "own" + t, r);
+    wrong += !TavPropertiesRemoveListener(bag, &mine) + !SetInt(bag, "hits", r);
     TavPropertyListenerDestruct(&mine);
-    SetInt(bag, Path("t", t, ".tmp.leaf"), r);
-    wrong += !TavPropertiesRemovePropertyAtPathCStr(bag, Path("t", t, ".tmp").c_str());
-    SetInt(bag, "hits", r);
+    wrong += !SetInt(bag, "t" + t + ".tmp.leaf", r) +
+             !TavPropertiesRemovePropertyAtPathCStr(bag, ("t" + t + ".tmp").c_str());
     texttest::Bag source;
-    SetInt(source, Path("m", t, ".round"), r);
-    SetInt(source, Path("shared.from", t), r);
-    wrong += TavPropertiesMerge(bag, source) != bag;
+    wrong += !SetInt(source, "m" + t + ".round", r) || !SetInt(source, "shared.from" + t, r) ||
+             TavPropertiesMerge(bag, source) != bag;
     TavString text;
     TavStringConstructDefault(&text, TavAllocatorGetDefault());
     wrong += !TavPropertiesToJson(bag, &text) || !TavPropertiesToXml(bag, &text);
@@ -64,7 +55,7 @@ int Round(TavProperties* bag, std::atomic<int>* heard, int t, int r) {
 TEST(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
     texttest::Bag bag;  // the default allocator: the counting one is not made for several threads
     ASSERT_TRUE(texttest::Listen(bag, &Echo, nullptr, "hits", {texttest::kAfter}));
-    std::vector<int> rounds(kWorkers, 0);
+    int rounds[kWorkers] = {}, total = 0;
     std::atomic<int> wrong{0}, heard[kWorkers] = {};
     std::vector<std::thread> pool;
     // Long enough for the threads to interleave often, short enough for sanitizers.
@@ -72,17 +63,16 @@ TEST(StressConcurrency, PathsListenersMergesAndWritesOnOneBag) {
     for (int t = 0; t < kWorkers; ++t)
         pool.emplace_back([&, t] {
             for (; rounds[t] < 50000 && std::chrono::steady_clock::now() < end; ++rounds[t])
-                wrong += Round(bag, &heard[t], t, rounds[t]);
+                wrong += Round(bag, &heard[t], std::to_string(t), rounds[t]);
         });
     for (auto& thread : pool) thread.join();
     EXPECT_EQ(wrong.load(), 0);
-    int total = 0;
     for (int t = 0; t < kWorkers; ++t) {
+        const std::string n = std::to_string(t);
         total += rounds[t];
-        for (const std::string& path :
-             {Path("own", t), Path("m", t, ".round"), Path("shared.from", t)})
+        for (const std::string& path : {"own" + n, "m" + n + ".round", "shared.from" + n})
             EXPECT_TRUE(HasInt(bag, path, rounds[t] - 1)) << path;
-        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(bag, Path("t", t, ".tmp").c_str()), nullptr);
+        EXPECT_EQ(TavPropertiesGetPropertyAtPathCStr(bag, ("t" + n + ".tmp").c_str()), nullptr);
         EXPECT_GE(heard[t].load(), rounds[t]) << "a listener hears the change made meanwhile";
     }
     EXPECT_TRUE(HasInt(bag, "echo", total)) << "each change of hits echoed exactly once";

@@ -1,11 +1,8 @@
-// The checking allocator behind the tests' CountingAllocator and the fuzzers'
-// CheckedAllocator: it counts every call, checks that each block comes back to
-// the allocator it came from with the byte count it was taken with, and
-// refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
-// Each block carries a header linking it into the list of live blocks, so the
-// checks search nothing and allocate nothing; under AddressSanitizer the
-// headers are poisoned, so a write just before a block is still caught. On a
-// broken promise the tests record a failure and go on, the fuzzers abort.
+// The allocator behind the tests' CountingAllocator and the fuzzers' CheckedAllocator: counts
+// every call, checks that each block comes back to its allocator with the byte count it was
+// taken with, refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
+// Each block's header links it into the list of live blocks (no search, no allocation of its
+// own) and is poisoned under AddressSanitizer, so a write just before a block is still caught.
 #ifndef TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
 #define TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
 
@@ -25,7 +22,7 @@
 
 namespace tavcheck {
 
-// Told of every broken promise: what was broken and the byte count concerned.
+// Told of every broken promise and its byte count: the tests record a failure, the fuzzers abort.
 using Complaint = void (*)(const char* what, std::size_t bytes);
 
 class CheckingAllocator {
@@ -118,7 +115,6 @@ private:
         lastSize_ = n;
     }
 
-    // h is in the list, so neither neighbour is h itself.
     TAV_CHECK_NO_COVERAGE void Free(Header* h) {
         Header *prev = Open(Open(h)->prev), *next = Open(h->next);
         prev->next = next;
