@@ -79,21 +79,18 @@ public:
 
 private:
     struct alignas(16) Header {
-        Header* prev;
-        Header* next;
+        Header *prev, *next;
         TavSizeT size;
         const CheckingAllocator* owner;
     };
 
     // Headers are readable only between Open and Close (the sentinel is never poisoned).
-    TAV_CHECK_NO_COVERAGE Header* Open(Header* h) const {
-        if (h != &live_) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
+    TAV_CHECK_NO_COVERAGE Header* Open(Header* h, bool open = true) const {
+        if (h != &live_ && open) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
+        if (h != &live_ && !open) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
         return h;
     }
-    TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const {
-        if (h != &live_) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
-        return h;
-    }
+    TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const { return Open(h, false); }
 
     TAV_CHECK_NO_COVERAGE bool Refuses() {
         ++attempts_;
