@@ -1,12 +1,8 @@
 // Callbacks run under the bag's lock: they may re-enter the bag on their thread; others wait.
 // (Many threads changing one bag with listeners: test_stress_concurrency.)
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
-#include <thread>
 
-#include "Os/TavProperties.h"
 #include "text_support.hpp"
 
 namespace {

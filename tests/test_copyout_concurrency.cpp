@@ -10,8 +10,7 @@
 
 namespace {
 
-// Runs body(t, round) on 4 threads for 300 ms, then joins them; when they are not all back 20 s
-// later (a deadlock), the run aborts instead of hanging.
+// Runs body(t, round) on 4 threads for 300 ms; a deadlock aborts the run rather than hang it.
 template <class Body>
 void RunThreads(Body body) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(300);

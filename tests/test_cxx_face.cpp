@@ -1,6 +1,5 @@
 // The C++ face (Os/TavProperties.hpp): C++ types to kinds and back, paths, visits, listener
-// lifetimes, copy and move, JSON both ways, and the failure of every allocation on the way.
-// (Snapshots under concurrent merges: test_copyout_concurrency.)
+// lifetimes, copy and move, JSON both ways, and every allocation failing on the way.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -33,10 +32,8 @@ void RoundTrip(tav::Properties& bag, const char* path, const T& v, TavPropertyVa
 
 TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
     tav::Properties bag;
-    int marker = 0;
     RoundTrip(bag, "b", true, TAV_PROPERTYVALUE_TYPE_Bool);
     RoundTrip(bag, "i", -2147483647 - 1, TAV_PROPERTYVALUE_TYPE_Int);
-    RoundTrip(bag, "i64", std::int64_t{-1} << 62, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "ll", -5LL, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "u64", ~std::uint64_t{0}, TAV_PROPERTYVALUE_TYPE_Uint64);
     RoundTrip(bag, "size_t", std::size_t{9}, TAV_PROPERTYVALUE_TYPE_Uint64);  // one type on LP64
@@ -46,7 +43,7 @@ TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
     RoundTrip(bag, "r", TavResolution{1920, 1080}, TAV_PROPERTYVALUE_TYPE_Resolution);
     RoundTrip(bag, "m", tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')},
               TAV_PROPERTYVALUE_TYPE_MediaFormat);
-    RoundTrip(bag, "p", static_cast<void*>(&marker), TAV_PROPERTYVALUE_TYPE_VoidPtr);
+    RoundTrip(bag, "p", static_cast<void*>(&bag), TAV_PROPERTYVALUE_TYPE_VoidPtr);
     // Kinds are exact, as the C getters: no conversion between widths or signs.
     EXPECT_FALSE(bag.get<std::int64_t>("i") || bag.get<tav::Size>("size_t") ||
                  bag.get<double>("f") || bag.get<tav::String>("i"));
@@ -64,8 +61,7 @@ TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
     const tav::Vector v = bag.get<tav::Vector>("v").value();
     int sum = 0;
     for (tav::ValueRef e : v) sum += e.as<int>().value_or(100);
-    EXPECT_EQ(v.size(), 3u);
-    EXPECT_EQ(sum, 6);
+    EXPECT_TRUE(v.size() == 3 && sum == 6);
     EXPECT_EQ(bag.get<int>("v[2]"), 3);
     EXPECT_EQ(bag.get<tav::String>("mixed[0]"), std::optional<std::string_view>("one"));
     EXPECT_EQ(bag.get<tav::Vector>("mixed")->operator[](1).as<tav::Size>(), tav::Size{2});
@@ -83,8 +79,7 @@ TEST(CxxFace, PathsAddSetRemoveAndNames) {
     EXPECT_FALSE(bag.add("video.height", 1));  // present: add refuses, value kept
     EXPECT_TRUE(bag.set("list", {1, 2}) && bag.add("list[1]", 9) && bag.remove("list[0]"));
     EXPECT_EQ(Json(bag), R"({"list":[9,2],"video":{"height":480,"width":640}})");
-    EXPECT_EQ(bag.type_at("video"), TAV_PROPERTYVALUE_TYPE_Properties);
-    EXPECT_EQ(bag.type_at("nope"), std::nullopt);
+    EXPECT_TRUE(bag.type_at("video") == TAV_PROPERTYVALUE_TYPE_Properties && !bag.type_at("nope"));
     EXPECT_TRUE(bag.contains("video.width") && bag.remove("video.width"));
     EXPECT_FALSE(bag.contains("video.width") || bag.remove("video.width"));
     const tav::Names names = bag.names().value();
@@ -146,8 +141,8 @@ TEST(CxxFace, SubscriptionsHearChangesUntilTheyEnd) {
     EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.native()->listeners), 0u);
     EXPECT_EQ(heard, (Heard{"B:a=1", "A:a=1", "*a", "B:ao=2", "A:ao=2", "*a", "*b", "B:ao", "A:a",
                             "*a", "B:a=4", "A:a=4", "*a"}));
-    // A listener follows its bag into another Properties and goes quiet when the bag is gone;
-    // its Subscription may outlive the bag.
+    // A listener follows its bag when moved and goes quiet with it; its Subscription may outlive
+    // it.
     tav::Subscription survivor;
     heard.clear();
     {
@@ -186,8 +181,7 @@ TEST(CxxFace, CopiesAreIndependentAndAssignmentKeepsListeners) {
     EXPECT_EQ(b, tav::Properties(std::move(b)));
     EXPECT_FALSE(a.assign(b));
     b = empty;
-    EXPECT_TRUE(b.ok());
-    EXPECT_EQ(b, empty);
+    EXPECT_TRUE(b.ok() && b == empty);
 }
 
 TEST(CxxFace, JsonRoundTripsAndRefusalsSayWhere) {
@@ -203,17 +197,14 @@ TEST(CxxFace, JsonRoundTripsAndRefusalsSayWhere) {
     tav::Subscription sub = back.on_change("", Recorder(heard));
     TavTextError error{};
     EXPECT_FALSE(back.from_json("{\"a\": 1,\n \"b\": tru}", TAV_JSON_PLAIN, &error));
-    EXPECT_EQ(error.line, 2u);
-    EXPECT_EQ(error.offset, 15u);  // the "t" of tru
-    EXPECT_NE(error.message, nullptr);
+    EXPECT_TRUE(error.line == 2 && error.offset == 15 && error.message);  // the "t" of tru
     EXPECT_EQ(back, bag);  // refused: untouched, nobody told
     EXPECT_TRUE(heard.empty());
     EXPECT_FALSE(back.from_json(""));
 }
 
-// Runs op on a fresh bag of a counting allocator with op's k-th allocation failing, for every
-// k until op runs through; `path` is where op stores, when it does. The bag is left unlocked and
-// usable, and every byte comes back (the allocator checks when it goes).
+// Runs op on a fresh bag with its k-th allocation failing, for every k until op runs through:
+// `path` is stored exactly when op succeeds, the bag stays usable and every byte comes back.
 template <class Op>
 void SweepOnFreshBag(Op op, const char* path = nullptr) {
     tavtest::CountingAllocator alloc;

@@ -133,9 +133,8 @@ TavBool Apply(TavProperties* bag, const std::string& op) {
     return TavPropertiesRemovePropertyCStr(bag, path);
 }
 
-// A Before listener on the bag at `listenOn` removes `removes` (the entry in progress or a bag
-// or vector that holds it) while `op` runs: the operation fails and tells no After; the bag
-// stays usable and nothing leaks.
+// A Before listener on the bag at `listenOn` removes `removes` (the entry in progress or what holds
+// it) while `op` runs: the operation fails and tells no After; the bag stays usable, nothing leaks.
 TEST(Reentrancy, BeforeListenersThatRemoveTheEntryInProgressMakeTheOperationFail) {
     struct Case {
         const char *listenOn, *removes, *op;

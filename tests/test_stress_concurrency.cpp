@@ -1,6 +1,5 @@
 // Workers on one bag add and remove a listener around a change of their own entry, change an entry
-// whose listener re-enters the bag, merge into the bag and write it as text; after a bounded run
-// the contents must match the round counts.
+// whose listener re-enters the bag, merge into it and write it as text; the round counts must show.
 #include <atomic>
 #include <chrono>
 

@@ -41,15 +41,14 @@ public:
     TavAllocator* get() { return &alloc_; }
     operator TavAllocator*() { return &alloc_; }
 
-    // Refuse the k-th allocation from now on (1-based), or with `andAfter`
-    // every one from the k-th on; 0 disarms. Clears Failed().
+    // Refuse the k-th allocation from now on (and all after it with andAfter); 0 disarms.
     void FailAt(std::size_t k, bool andAfter = false) {
         failAt_ = k, failAfter_ = andAfter, sinceArmed_ = 0, failed_ = false;
     }
     // Refuse every n-th allocation (counted while this plan is on); 0 stops.
     void FailEvery(unsigned n) { failEvery_ = n; }
 
-    bool Failed() const { return failed_; }  // a refusal since FailAt
+    bool Failed() const { return failed_; }  // a refusal since the last FailAt
     std::size_t refused() const { return refused_; }
     std::size_t allocations() const { return allocations_; }  // successful
     std::size_t deallocations() const { return deallocations_; }
@@ -153,14 +152,12 @@ private:
     bool failAfter_ = false, failed_ = false;
 };
 
-// Points the default allocator (tavAllocator_) at a checking allocator for
-// the guard's lifetime, then puts the original callbacks back.
+// Points the default allocator (tavAllocator_) at a checking one while alive; then restores it.
 class DefaultAllocatorHook {
 public:
     explicit DefaultAllocatorHook(CheckingAllocator& checking) : saved_(tavAllocator_) {
-        tavAllocator_.allocate = checking.get()->allocate;
-        tavAllocator_.deallocate = checking.get()->deallocate;
-        tavAllocator_.userData = checking.get()->userData;
+        const TavAllocator* c = checking.get();
+        tavAllocator_ = {c->allocate, c->deallocate, saved_.maxSize, c->userData};
     }
     ~DefaultAllocatorHook() { tavAllocator_ = saved_; }
     DefaultAllocatorHook(const DefaultAllocatorHook&) = delete;
