@@ -1,12 +1,9 @@
-// The C++ face (Os/TavProperties.hpp): every kind through set/get and Value, paths, listener
-// lifetimes, copy and move, JSON both ways, snapshots under concurrent writers, and the
-// failure of every allocation on the way.
+// The C++ face (Os/TavProperties.hpp): C++ types to kinds and back, paths, visits, listener
+// lifetimes, copy and move, JSON both ways, and every allocation failing on the way.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <string>
-#include <thread>
-#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "CountingAllocator.hpp"
@@ -19,13 +16,7 @@ bool operator==(const TavResolution& a, const TavResolution& b) {
 
 namespace {
 
-using tavtest::CountingAllocator;
-
-// The entries of a bag as "name=json,..." through the iteration and the plain JSON writer.
-std::string Json(const tav::Properties& bag) {
-    std::optional<tav::String> text = bag.to_json();
-    return text ? std::string(text->view()) : "<no memory>";
-}
+std::string Json(const tav::Properties& bag) { return std::string(bag.to_json().value().view()); }
 
 // Sets v at path, reads it back as T and as a Value, and checks the kind stored.
 template <class T>
@@ -34,274 +25,189 @@ void RoundTrip(tav::Properties& bag, const char* path, const T& v, TavPropertyVa
     ASSERT_TRUE(bag.set(path, v));
     EXPECT_EQ(bag.type_at(path), kind);
     EXPECT_EQ(bag.get<T>(path), v);
-    std::optional<tav::Value> value = bag.get<tav::Value>(path);
-    ASSERT_TRUE(value);
-    EXPECT_EQ(value->as<T>(), v);
-    EXPECT_EQ(tav::Value(v), *value);
+    const tav::Value value = bag.get<tav::Value>(path).value();
+    EXPECT_EQ(value.as<T>(), v);
+    EXPECT_EQ(tav::Value(v), value);
 }
 
 TEST(CxxFace, EveryKindRoundTripsThroughSetGetAndValue) {
     tav::Properties bag;
-    int marker = 0;
     RoundTrip(bag, "b", true, TAV_PROPERTYVALUE_TYPE_Bool);
-    RoundTrip(bag, "i16", std::int16_t{-7}, TAV_PROPERTYVALUE_TYPE_Int16);
-    RoundTrip(bag, "u16", std::uint16_t{65535}, TAV_PROPERTYVALUE_TYPE_Uint16);
     RoundTrip(bag, "i", -2147483647 - 1, TAV_PROPERTYVALUE_TYPE_Int);
-    RoundTrip(bag, "u", 4000000000u, TAV_PROPERTYVALUE_TYPE_Uint);
-    RoundTrip(bag, "i64", std::int64_t{-1} << 62, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "ll", -5LL, TAV_PROPERTYVALUE_TYPE_Int64);
     RoundTrip(bag, "u64", ~std::uint64_t{0}, TAV_PROPERTYVALUE_TYPE_Uint64);
     RoundTrip(bag, "size_t", std::size_t{9}, TAV_PROPERTYVALUE_TYPE_Uint64);  // one type on LP64
     RoundTrip(bag, "sz", tav::Size{9}, TAV_PROPERTYVALUE_TYPE_SizeT);
     RoundTrip(bag, "f", 0.1f, TAV_PROPERTYVALUE_TYPE_Float32);
-    RoundTrip(bag, "d", 0.1, TAV_PROPERTYVALUE_TYPE_Float64);
     RoundTrip(bag, "t", tav::Time{-40}, TAV_PROPERTYVALUE_TYPE_Time);
     RoundTrip(bag, "r", TavResolution{1920, 1080}, TAV_PROPERTYVALUE_TYPE_Resolution);
     RoundTrip(bag, "m", tav::MediaFormat{TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2')},
               TAV_PROPERTYVALUE_TYPE_MediaFormat);
-    RoundTrip(bag, "p", static_cast<void*>(&marker), TAV_PROPERTYVALUE_TYPE_VoidPtr);
+    RoundTrip(bag, "p", static_cast<void*>(&bag), TAV_PROPERTYVALUE_TYPE_VoidPtr);
     // Kinds are exact, as the C getters: no conversion between widths or signs.
-    EXPECT_FALSE(bag.get<std::int64_t>("i"));
-    EXPECT_FALSE(bag.get<tav::Size>("size_t"));
-    EXPECT_FALSE(bag.get<double>("f"));
-
+    EXPECT_FALSE(bag.get<std::int64_t>("i") || bag.get<tav::Size>("size_t") ||
+                 bag.get<double>("f") || bag.get<tav::String>("i"));
     // Text: from a literal, a string_view with a NUL inside, a std::string; read as a copy.
     const std::string_view withNul("a\0b", 3);
-    ASSERT_TRUE(bag.set("s", "text") && bag.set("nul", withNul) && bag.set("std", std::string("x")));
+    ASSERT_TRUE(bag.set("s", "text") && bag.set("nul", withNul) &&
+                bag.set("std", std::string("x")));
     EXPECT_EQ(bag.get<tav::String>("s"), std::optional<std::string_view>("text"));
     EXPECT_EQ(bag.get<tav::String>("nul")->view(), withNul);
     EXPECT_EQ(bag.get<tav::Value>("std")->as<std::string_view>(), "x");
-    EXPECT_FALSE(bag.get<tav::String>("i"));
-
     // Vectors from braces, any range and a tav::Vector; nested bags by value.
     ASSERT_TRUE(bag.set("v", {1, 2, 3}) && bag.set("dv", std::vector<double>{0.5}));
     tav::Vector mixed;
     ASSERT_TRUE(mixed.push_back("one") && mixed.push_back(tav::Size{2}) && bag.set("mixed", mixed));
-    std::optional<tav::Vector> v = bag.get<tav::Vector>("v");
-    ASSERT_TRUE(v && v->size() == 3);
+    const tav::Vector v = bag.get<tav::Vector>("v").value();
     int sum = 0;
-    for (tav::ValueRef e : *v) sum += e.as<int>().value_or(100);
-    EXPECT_EQ(sum, 6);
+    for (tav::ValueRef e : v) sum += e.as<int>().value_or(100);
+    EXPECT_TRUE(v.size() == 3 && sum == 6);
     EXPECT_EQ(bag.get<int>("v[2]"), 3);
     EXPECT_EQ(bag.get<tav::String>("mixed[0]"), std::optional<std::string_view>("one"));
     EXPECT_EQ(bag.get<tav::Vector>("mixed")->operator[](1).as<tav::Size>(), tav::Size{2});
-
     tav::Properties inner;
     ASSERT_TRUE(inner.set("x", 1) && bag.set("inner", inner) && inner.set("y", 2));
-    std::optional<tav::Properties> back = bag.get<tav::Properties>("inner");
-    ASSERT_TRUE(back);
-    EXPECT_EQ(Json(*back), R"({"x":1})");  // a copy: later changes of inner stay out
+    EXPECT_EQ(Json(bag.get<tav::Properties>("inner").value()), R"({"x":1})");  // a copy
     EXPECT_FALSE(bag.get<tav::Properties>("inner.x"));
 }
 
-// Paths are the C API's (tested with it): here, that each call takes one and reports its result.
+// The quick start; paths are the C API's (tested there): each call takes one, reports its result.
 TEST(CxxFace, PathsAddSetRemoveAndNames) {
     tav::Properties bag;
     EXPECT_TRUE(bag.set("video.width", 640) && bag.add("video.height", 480));
+    EXPECT_EQ(Json(bag), R"({"video":{"height":480,"width":640}})");
     EXPECT_FALSE(bag.add("video.height", 1));  // present: add refuses, value kept
     EXPECT_TRUE(bag.set("list", {1, 2}) && bag.add("list[1]", 9) && bag.remove("list[0]"));
     EXPECT_EQ(Json(bag), R"({"list":[9,2],"video":{"height":480,"width":640}})");
-    EXPECT_EQ(bag.type_at("video"), TAV_PROPERTYVALUE_TYPE_Properties);
-    EXPECT_EQ(bag.type_at("nope"), std::nullopt);
+    EXPECT_TRUE(bag.type_at("video") == TAV_PROPERTYVALUE_TYPE_Properties && !bag.type_at("nope"));
     EXPECT_TRUE(bag.contains("video.width") && bag.remove("video.width"));
     EXPECT_FALSE(bag.contains("video.width") || bag.remove("video.width"));
-
-    const std::optional<tav::Names> names = bag.names();
-    ASSERT_TRUE(names);
+    const tav::Names names = bag.names().value();
     std::string all;
-    for (std::string_view n : *names) all += std::string(n) + ";";
-    EXPECT_EQ(all, "list;video;");
+    for (std::string_view n : names) all += std::string(n) + ";";
+    for (const auto& [name, value] : bag.snapshot()) all += std::string(name) + (value ? ";" : "");
+    EXPECT_EQ(all, "list;video;list;video;");
     EXPECT_EQ(bag.size(), 2u);
 }
 
-// Names the C++ type visit hands over, for the kinds of the table below.
-struct Visitor {
-    std::string operator()(bool) const { return "bool"; }
-    std::string operator()(std::int32_t) const { return "int"; }
-    std::string operator()(tav::Size) const { return "size"; }
-    std::string operator()(double) const { return "double"; }
-    std::string operator()(std::string_view s) const { return "string " + std::string(s); }
-    std::string operator()(const TavProperties&) const { return "bag"; }
-    std::string operator()(tav::VectorRef v) const { return std::to_string(v.size()); }
-    std::string operator()(tav::ValueRef) const { return "other"; }
-    template <class T>
-    std::string operator()(const T&) const {
-        return "?";
-    }
-};
-
-TEST(CxxFace, ValueVisitsEachKindInItsCxxType) {
-    TavSharedPtr_void none;
-    TavSharedPtr_voidConstructEmpty(&none);
-    TavPropertyValue shared;
-    ASSERT_TRUE(TavPropertyValueConstructSharedVoidPtr(&shared, &none, TAV_TRUE));
-    const std::vector<std::pair<tav::Value, std::string>> table = {
-        {tav::Value(true), "bool"},           {tav::Value(3), "int"},
-        {tav::Value(tav::Size{1}), "size"},   {tav::Value(2.5), "double"},
-        {tav::Value("hi"), "string hi"},      {tav::Value(tav::Properties()), "bag"},
-        {tav::Value(std::vector<int>{1, 2}), "2"}, {tav::Value(tav::ValueRef(&shared)), "other"},
-    };
-    TavPropertyValueDestruct(&shared);
-    TavSharedPtr_voidDestruct(&none);
-    for (const auto& [value, expected] : table) {
-        EXPECT_TRUE(value.ok());
-        EXPECT_EQ(value.visit(Visitor{}), expected);
-        const tav::Value copy = value;  // copies compare equal, whatever the kind
-        EXPECT_EQ(copy, value) << expected;
-    }
-    EXPECT_FALSE(tav::Value(3).as<bool>());
-    EXPECT_FALSE(tav::ValueRef().as<int>());
+// Whether visit hands v over as a T.
+template <class T>
+bool VisitsAs(const tav::Value& v) {
+    return v.visit([](const auto& x) { return std::is_same_v<std::decay_t<decltype(x)>, T>; });
 }
 
-// Counts the calls of a listener, with what they were told.
-struct Heard {
-    std::vector<std::string> events;
-    auto Recorder(const char* tag) {
-        return [this, tag](std::string_view name, tav::ValueRef old, tav::ValueRef now) {
-            events.push_back(std::string(tag) + std::string(name) + (old ? "o" : "") +
-                             (now ? "=" + std::to_string(now.as<int>().value_or(-1)) : ""));
-        };
-    }
-};
+TEST(CxxFace, ValuesVisitAsTheirCxxTypeAndCopiesCompareEqual) {
+    TavSharedPtr_void none;
+    TavSharedPtr_voidConstructEmpty(&none);
+    TavPropertyValue shared;  // a kind with no C++ type of its own
+    ASSERT_TRUE(TavPropertyValueConstructSharedVoidPtr(&shared, &none, TAV_TRUE));
+    const tav::Value text("hi"), bag{tav::Properties()}, list(std::vector<int>{1, 2}),
+        other(tav::ValueRef{&shared});
+    TavPropertyValueDestruct(&shared);
+    TavSharedPtr_voidDestruct(&none);
+    for (const tav::Value* v : {&text, &bag, &list, &other})
+        EXPECT_TRUE(v->ok() && tav::Value(*v) == *v);
+    EXPECT_TRUE(VisitsAs<bool>(tav::Value(true)) && VisitsAs<std::int32_t>(tav::Value(3)) &&
+                VisitsAs<tav::Size>(tav::Value(tav::Size{1})) && VisitsAs<std::string_view>(text) &&
+                VisitsAs<TavProperties>(bag) && VisitsAs<tav::VectorRef>(list) &&
+                VisitsAs<tav::ValueRef>(other));
+    EXPECT_FALSE(tav::Value(3).as<bool>() || tav::ValueRef().as<int>());
+}
+
+// A listener recording its calls: tag, name, "o" when told an old value, "=new" a new one.
+using Heard = std::vector<std::string>;
+auto Recorder(Heard& heard, const char* tag = "") {
+    return [&heard, tag](std::string_view name, tav::ValueRef old, tav::ValueRef now) {
+        heard.push_back(std::string(tag) + std::string(name) + (old ? "o" : "") +
+                        (now ? "=" + std::to_string(now.as<int>().value_or(-1)) : ""));
+    };
+}
 
 TEST(CxxFace, SubscriptionsHearChangesUntilTheyEnd) {
     tav::Properties bag;
     Heard heard;
     {
-        tav::Subscription before = bag.on_before_change("a", heard.Recorder("B:"));
-        tav::Subscription after = bag.on_change("a", heard.Recorder("A:"));
-        tav::Subscription every = bag.on_change("", [&](std::string_view n) {
-            heard.events.push_back("*" + std::string(n));
-        });
+        tav::Subscription before = bag.on_before_change("a", Recorder(heard, "B:"));
+        tav::Subscription after = bag.on_change("a", Recorder(heard, "A:"));
+        tav::Subscription every =
+            bag.on_change("", [&](std::string_view n) { heard.push_back("*" + std::string(n)); });
         ASSERT_TRUE(before && after && every);
-        bag.set("a", 1);
-        bag.set("a", 2);
-        bag.set("b", 3);
-        bag.remove("a");
+        EXPECT_TRUE(bag.set("a", 1) && bag.set("a", 2) && bag.set("b", 3) && bag.remove("a"));
         tav::Subscription moved = std::move(after);  // still registered, once
         EXPECT_FALSE(after);
         bag.set("a", 4);
     }
     bag.set("a", 5);  // every subscription has ended: nobody hears this
     EXPECT_EQ(TavVector_TavPropertyListenerSize(&bag.native()->listeners), 0u);
-    EXPECT_EQ(heard.events, (std::vector<std::string>{
-                                "B:a=1", "A:a=1", "*a", "B:ao=2", "A:ao=2", "*a", "*b", "B:ao",
-                                "A:a", "*a", "B:a=4", "A:a=4", "*a"}));
-
-    // A listener follows its bag into another Properties and goes quiet when the bag is gone;
-    // its Subscription may outlive the bag.
+    EXPECT_EQ(heard, (Heard{"B:a=1", "A:a=1", "*a", "B:ao=2", "A:ao=2", "*a", "*b", "B:ao", "A:a",
+                            "*a", "B:a=4", "A:a=4", "*a"}));
+    // A listener follows its bag when moved and goes quiet with it; its Subscription may outlive
+    // it.
     tav::Subscription survivor;
-    heard.events.clear();
+    heard.clear();
     {
         tav::Properties owner;
-        survivor = owner.on_change("", heard.Recorder(""));
+        survivor = owner.on_change("", Recorder(heard));
         tav::Properties taken(std::move(owner));
-        EXPECT_FALSE(owner.ok());
-        EXPECT_FALSE(owner.set("x", 1));
+        EXPECT_FALSE(owner.ok() || owner.set("x", 1));
         taken.set("x", 1);
     }  // the bag's destruction removes x: its listeners hear that
     EXPECT_FALSE(survivor);
     survivor.reset();
-    EXPECT_EQ(heard.events, (std::vector<std::string>{"x=1", "x"}));
+    EXPECT_EQ(heard, (Heard{"x=1", "x"}));
 }
 
 TEST(CxxFace, CopiesAreIndependentAndAssignmentKeepsListeners) {
-    tav::Properties a;
+    tav::Properties a, b, c;
     Heard heard;
-    tav::Subscription sub = a.on_change("", heard.Recorder(""));
+    tav::Subscription sub = a.on_change("", Recorder(heard));
     a.set("k", 1);
     tav::Properties copy(a);
     EXPECT_EQ(copy, a);
     copy.set("k", 2);  // the copy has no listeners and its own entries
     EXPECT_EQ(a.get<int>("k"), 1);
     EXPECT_NE(copy, a);
-
-    tav::Properties b;
-    b.set("other", 7);
+    ASSERT_TRUE(b.set("other", 7) && c.set("c", 1));
     a = b;  // entries replaced, listeners kept and told nothing
     EXPECT_EQ(Json(a), R"({"other":7})");
     a.set("k", 3);
-    tav::Properties c;
-    c.set("c", 1);
     a = std::move(c);  // entries exchanged
     EXPECT_EQ(Json(a), R"({"c":1})");
     EXPECT_EQ(Json(c), R"({"k":3,"other":7})");
     a.set("k", 4);
-    EXPECT_EQ(heard.events, (std::vector<std::string>{"k=1", "k=3", "k=4"}));
-
+    EXPECT_EQ(heard, (Heard{"k=1", "k=3", "k=4"}));
     tav::Properties empty(std::move(b));  // b is left !ok(); assigning revives it
-    EXPECT_FALSE(b.ok());
-    EXPECT_EQ(b.get<int>("other"), std::nullopt);
-    EXPECT_EQ(b.to_json(), std::nullopt);
-    EXPECT_FALSE(b.names().has_value());
+    EXPECT_FALSE(b.ok() || b.get<int>("other") || b.to_json() || b.names());
     EXPECT_EQ(b, tav::Properties(std::move(b)));
     EXPECT_FALSE(a.assign(b));
     b = empty;
-    EXPECT_TRUE(b.ok());
-    EXPECT_EQ(b, empty);
+    EXPECT_TRUE(b.ok() && b == empty);
 }
 
 TEST(CxxFace, JsonRoundTripsAndRefusalsSayWhere) {
-    tav::Properties bag;
-    bag.set("video.width", 640);
-    bag.set("name", "cam\n1");
-    bag.set("rate", 29.97f);
-    const std::optional<tav::String> typed = bag.to_json(TAV_JSON_TYPED);
-    ASSERT_TRUE(typed);
-    tav::Properties back;
-    ASSERT_TRUE(back.from_json(*typed, TAV_JSON_TYPED));
+    tav::Properties bag, back;
+    ASSERT_TRUE(bag.set("video.width", 640) && bag.set("name", "cam\n1") &&
+                bag.set("rate", 29.97f));
+    ASSERT_TRUE(back.from_json(bag.to_json(TAV_JSON_TYPED).value(), TAV_JSON_TYPED));
     EXPECT_EQ(back, bag);
-    EXPECT_EQ(*bag.to_json(TAV_JSON_PLAIN, 1), "{\n \"name\": \"cam\\n1\",\n \"rate\": 29.97,\n"
-                                               " \"video\": {\n  \"width\": 640\n }\n}");
-
+    EXPECT_EQ(
+        bag.to_json(TAV_JSON_PLAIN, 1).value(),
+        "{\n \"name\": \"cam\\n1\",\n \"rate\": 29.97,\n \"video\": {\n  \"width\": 640\n }\n}");
     Heard heard;
-    tav::Subscription sub = back.on_change("", heard.Recorder(""));
+    tav::Subscription sub = back.on_change("", Recorder(heard));
     TavTextError error{};
     EXPECT_FALSE(back.from_json("{\"a\": 1,\n \"b\": tru}", TAV_JSON_PLAIN, &error));
-    EXPECT_EQ(error.line, 2u);
-    EXPECT_EQ(error.offset, 15u);  // the "t" of tru
-    EXPECT_NE(error.message, nullptr);
+    EXPECT_TRUE(error.line == 2 && error.offset == 15 && error.message);  // the "t" of tru
     EXPECT_EQ(back, bag);  // refused: untouched, nobody told
-    EXPECT_TRUE(heard.events.empty());
+    EXPECT_TRUE(heard.empty());
     EXPECT_FALSE(back.from_json(""));
 }
 
-// Snapshots are taken under the lock: a merge, which holds the lock for its whole run, is
-// seen whole or not at all by readers iterating snapshots.
-TEST(CxxFaceConcurrency, SnapshotsSeeWholeMerges) {
-    tav::Properties shared;
-    std::atomic<int> seen{0};
-    std::atomic<bool> done{false};
-    std::thread writer([&] {
-        tav::Properties pair;
-        int i = 0;
-        for (; i < 1000 || seen < 200; ++i) {
-            pair.set("a", i);
-            pair.set("b", i);
-            shared.merge(pair);
-        }
-        shared.set("last", i - 1);
-        done = true;
-    });
-    int torn = 0;
-    while (!done) {
-        int a = -1, b = -1;
-        for (const auto& [name, value] : shared.snapshot())
-            if (name != "last") (name == "a" ? a : b) = value.as<int>().value_or(-2);
-        torn += a != b;
-        seen += a >= 0;
-    }
-    writer.join();
-    EXPECT_EQ(torn, 0);
-    EXPECT_EQ(shared.get<int>("a"), shared.get<int>("last"));
-}
-
-// Runs op on a fresh bag of a counting allocator with op's k-th allocation failing, for every
-// k until op runs through; op reports success, check(success, bag) the state it leaves. Every
-// byte is back when the bag and what op made are gone (the allocator checks on destruction).
-template <class Op, class Check>
-void SweepOnFreshBag(Op op, Check check) {
-    CountingAllocator alloc;
+// Runs op on a fresh bag with its k-th allocation failing, for every k until op runs through:
+// `path` is stored exactly when op succeeds, the bag stays usable and every byte comes back.
+template <class Op>
+void SweepOnFreshBag(Op op, const char* path = nullptr) {
+    tavtest::CountingAllocator alloc;
     const std::size_t points = tavtest::SweepAllocationFailures(alloc, [&](std::size_t k) {
         alloc.FailAt(0);
         tav::Properties bag(alloc);
@@ -310,41 +216,32 @@ void SweepOnFreshBag(Op op, Check check) {
         const bool ok = op(bag);
         EXPECT_EQ(ok, !alloc.Failed()) << k;
         if (!alloc.Failed()) alloc.FailAt(0);  // disarmed for the checks: the sweep ends
-        check(ok, bag);
-        EXPECT_TRUE(bag.set("after", 1)) << k;  // unlocked and usable
+        EXPECT_TRUE(!path || bag.contains(path) == ok) << k;
+        EXPECT_TRUE(bag.set("after", 1) && bag.set("s", "t")) << k;  // unlocked and usable
     });
     EXPECT_GT(points, 0u);
-    EXPECT_EQ(alloc.liveBlocks(), 0u);
 }
 
 TEST(CxxFace, EveryAllocationFailureLeavesAFalseResultAndNoLeak) {
-    const auto none = [](bool, tav::Properties&) {};
-    SweepOnFreshBag([](tav::Properties& b) { return b.set("n.y", "text"); },
-                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("n.y"), ok); });
-    SweepOnFreshBag([](tav::Properties& b) { return b.set("w", {1, 2, 3}); },
-                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("w"), ok); });
-    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::String>("s").has_value(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Properties>("n").has_value(); },
-                    none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Vector>("v").has_value(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Value>("n").has_value(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.names().has_value(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.to_json().has_value(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.snapshot().ok(); }, none);
-    SweepOnFreshBag([](tav::Properties& b) { tav::Properties c(b); return b.assign(c) && b == c; },
-                    none);
-    SweepOnFreshBag([](tav::Properties& b) { return b.from_json(R"({"j":[1,{"k":2}]})"); },
-                    [](bool ok, tav::Properties& b) { EXPECT_EQ(b.contains("j"), ok); });
-    int calls = 0;
-    SweepOnFreshBag(
-        [&](tav::Properties& b) {
-            tav::Subscription sub = b.on_change("s", [&](std::string_view) { ++calls; });
-            return bool(sub);
-        },
-        [&](bool, tav::Properties& b) {
-            b.set("s", "t");  // registered or not, the listener is gone
-            EXPECT_EQ(calls, 0);
-        });
+    SweepOnFreshBag([](tav::Properties& b) { return b.set("n.y", "text"); }, "n.y");
+    SweepOnFreshBag([](tav::Properties& b) { return b.set("w", {1, 2, 3}); }, "w");
+    SweepOnFreshBag([](tav::Properties& b) { return b.from_json(R"({"j":[1,{"k":2}]})"); }, "j");
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::String>("s").has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Properties>("n").has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Vector>("v").has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.get<tav::Value>("n").has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.names().has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.to_json().has_value(); });
+    SweepOnFreshBag([](tav::Properties& b) { return b.snapshot().ok(); });
+    SweepOnFreshBag([](tav::Properties& b) {
+        tav::Properties c(b);
+        return b.assign(c) && b == c;
+    });
+    int calls = 0;  // registered or not, the listener is gone when on_change returns
+    SweepOnFreshBag([&](tav::Properties& b) {
+        return bool(b.on_change("s", [&](std::string_view) { ++calls; }));
+    });
+    EXPECT_EQ(calls, 0);
 }
 
 }  // namespace

@@ -1,32 +1,17 @@
-// The checking allocator behind the tests' CountingAllocator and the fuzzers'
-// CheckedAllocator: it counts every call, checks that each block comes back to
-// the allocator it came from with the byte count it was taken with, and
-// refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
-//
-// Each block carries a header linking it into the list of live blocks, so the
-// checks cost no search and the bookkeeping allocates nothing of its own (a
-// hash table used to take a third of a fuzzer's time). Under AddressSanitizer
-// the headers are poisoned, so a write just before a block is still caught.
-// What happens on a broken promise is the owner's choice: the tests record a
-// failure and go on, the fuzzers abort.
+// The allocator behind the tests' CountingAllocator and the fuzzers' CheckedAllocator: counts
+// every call, checks that each block comes back to its allocator with the byte count it was
+// taken with, refuses allocations on a plan (the k-th, the k-th and all after, every n-th).
+// Each block's header links it into the list of live blocks (no search, no allocation of its
+// own) and is poisoned under AddressSanitizer, so a write just before a block is still caught.
 #ifndef TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
 #define TAV_TESTS_SUPPORT_CHECKINGALLOCATOR_HPP
+
+#include <sanitizer/asan_interface.h>  // its poisoning macros do nothing without ASan
 
 #include <cstddef>
 #include <cstdlib>
 
 #include "Os/TavProperties.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TAV_CHECK_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TAV_CHECK_ASAN 1
-#endif
-#endif
-#ifdef TAV_CHECK_ASAN
-#include <sanitizer/asan_interface.h>
-#endif
 
 // The fuzzers steer by coverage; the allocator's branches would only add noise.
 #if defined(__clang__)
@@ -37,16 +22,13 @@
 
 namespace tavcheck {
 
-// Told of every broken promise: what was broken and the byte count concerned.
+// Told of every broken promise and its byte count: the tests record a failure, the fuzzers abort.
 using Complaint = void (*)(const char* what, std::size_t bytes);
 
 class CheckingAllocator {
 public:
-    explicit CheckingAllocator(Complaint complain) : complain_(complain) {
-        alloc_.allocate = &Allocate;
-        alloc_.deallocate = &Deallocate;
-        alloc_.maxSize = ~static_cast<TavSizeT>(0);
-        alloc_.userData = this;
+    explicit CheckingAllocator(Complaint complain)
+        : alloc_{&Allocate, &Deallocate, ~static_cast<TavSizeT>(0), this}, complain_(complain) {
         live_.prev = live_.next = &live_;
     }
     // Frees the blocks still live; the owner reports them first (ForEachLive).
@@ -59,18 +41,14 @@ public:
     TavAllocator* get() { return &alloc_; }
     operator TavAllocator*() { return &alloc_; }
 
-    // Refuse the k-th allocation from now on (1-based), or with `andAfter`
-    // every one from the k-th on; 0 disarms. Clears Failed().
+    // Refuse the k-th allocation from now on (and all after it with andAfter); 0 disarms.
     void FailAt(std::size_t k, bool andAfter = false) {
-        failAt_ = k;
-        failAfter_ = andAfter;
-        sinceArmed_ = 0;
-        failed_ = false;
+        failAt_ = k, failAfter_ = andAfter, sinceArmed_ = 0, failed_ = false;
     }
     // Refuse every n-th allocation (counted while this plan is on); 0 stops.
     void FailEvery(unsigned n) { failEvery_ = n; }
 
-    bool Failed() const { return failed_; }  // a refusal since FailAt
+    bool Failed() const { return failed_; }  // a refusal since the last FailAt
     std::size_t refused() const { return refused_; }
     std::size_t allocations() const { return allocations_; }  // successful
     std::size_t deallocations() const { return deallocations_; }
@@ -100,34 +78,24 @@ public:
 
 private:
     struct alignas(16) Header {
-        Header* prev;
-        Header* next;
+        Header *prev, *next;
         TavSizeT size;
         const CheckingAllocator* owner;
     };
 
-    // Headers are readable only between Open and Close (the list's own
-    // sentinel is never poisoned).
-    TAV_CHECK_NO_COVERAGE Header* Open(Header* h) const {
-#ifdef TAV_CHECK_ASAN
-        if (h != &live_) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
-#endif
+    // Headers are readable only between Open and Close (the sentinel is never poisoned).
+    TAV_CHECK_NO_COVERAGE Header* Open(Header* h, bool open = true) const {
+        if (h != &live_ && open) ASAN_UNPOISON_MEMORY_REGION(h, sizeof(Header));
+        if (h != &live_ && !open) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
         return h;
     }
-    TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const {
-#ifdef TAV_CHECK_ASAN
-        if (h != &live_) ASAN_POISON_MEMORY_REGION(h, sizeof(Header));
-#endif
-        return h;
-    }
+    TAV_CHECK_NO_COVERAGE Header* Close(Header* h) const { return Open(h, false); }
 
     TAV_CHECK_NO_COVERAGE bool Refuses() {
         ++attempts_;
         bool refuse = failEvery_ != 0 && ++everyCount_ % failEvery_ == 0;
-        if (failAt_ != 0) {
-            ++sinceArmed_;
-            refuse = refuse || sinceArmed_ == failAt_ || (failAfter_ && sinceArmed_ > failAt_);
-        }
+        if (failAt_ != 0 && ++sinceArmed_ >= failAt_)
+            refuse = refuse || sinceArmed_ == failAt_ || failAfter_;
         refused_ += refuse;
         failed_ = failed_ || refuse;
         return refuse;
@@ -136,24 +104,20 @@ private:
     TAV_CHECK_NO_COVERAGE void Link(Header* h, TavSizeT n) {
         Header* next = Open(live_.next);
         *h = Header{&live_, next, n, this};
-        next->prev = h;
-        live_.next = h;
-        Close(next);
-        Close(h);
+        next->prev = live_.next = h;
+        Close(next), Close(h);
+        ++allocations_, ++liveBlocks_;
+        liveBytes_ += n;
+        lastSize_ = n;
     }
 
-    // h is in the list, so neither neighbour is h itself.
     TAV_CHECK_NO_COVERAGE void Free(Header* h) {
-        Open(h);
-        Header* prev = Open(h->prev);
-        Header* next = Open(h->next);
+        Header *prev = Open(Open(h)->prev), *next = Open(h->next);
         prev->next = next;
         next->prev = prev;
-        Close(prev);
-        Close(next);
+        Close(prev), Close(next);
         liveBytes_ -= h->size;
-        --liveBlocks_;
-        ++deallocations_;
+        --liveBlocks_, ++deallocations_;
         std::free(h);
     }
 
@@ -164,10 +128,6 @@ private:
         auto* h = static_cast<Header*>(std::malloc(sizeof(Header) + n));
         if (h == nullptr) return nullptr;
         self->Link(h, n);
-        ++self->allocations_;
-        ++self->liveBlocks_;
-        self->liveBytes_ += n;
-        self->lastSize_ = n;
         return h + 1;
     }
 
@@ -192,14 +152,12 @@ private:
     bool failAfter_ = false, failed_ = false;
 };
 
-// Points the default allocator (tavAllocator_) at a checking allocator for
-// the guard's lifetime, then puts the original callbacks back.
+// Points the default allocator (tavAllocator_) at a checking one while alive; then restores it.
 class DefaultAllocatorHook {
 public:
     explicit DefaultAllocatorHook(CheckingAllocator& checking) : saved_(tavAllocator_) {
-        tavAllocator_.allocate = checking.get()->allocate;
-        tavAllocator_.deallocate = checking.get()->deallocate;
-        tavAllocator_.userData = checking.get()->userData;
+        const TavAllocator* c = checking.get();
+        tavAllocator_ = {c->allocate, c->deallocate, saved_.maxSize, c->userData};
     }
     ~DefaultAllocatorHook() { tavAllocator_ = saved_; }
     DefaultAllocatorHook(const DefaultAllocatorHook&) = delete;

@@ -2,18 +2,11 @@
 
 #include <gtest/gtest.h>
 
-namespace tavtest {
+tavtest::CountingAllocator::CountingAllocator()
+    : CheckingAllocator([](const char* what, std::size_t bytes) {
+          ADD_FAILURE() << what << " (" << bytes << " bytes)";
+      }) {}
 
-namespace {
-void ReportAsFailure(const char* what, std::size_t bytes) {
-    ADD_FAILURE() << what << " (" << bytes << " bytes)";
-}
-}  // namespace
-
-CountingAllocator::CountingAllocator() : CheckingAllocator(&ReportAsFailure) {}
-
-CountingAllocator::~CountingAllocator() {
+tavtest::CountingAllocator::~CountingAllocator() {
     EXPECT_EQ(liveBlocks(), 0u) << "blocks still live: " << liveBytes() << " bytes";
 }
-
-}  // namespace tavtest

@@ -9,10 +9,9 @@ std::size_t SweepAllocationFailures(CountingAllocator& alloc, Attempt&& attempt,
     for (std::size_t k = 1; k <= limit; ++k) {
         alloc.FailAt(k);
         attempt(k);
-        const bool hit = alloc.Failed();
+        const bool hit = alloc.Failed(), fatal = ::testing::Test::HasFatalFailure();
         alloc.FailAt(0);
-        if (::testing::Test::HasFatalFailure()) return k;
-        if (!hit) return k - 1;
+        if (fatal || !hit) return fatal ? k : k - 1;
     }
     ADD_FAILURE() << "allocation failure sweep did not finish within " << limit << " points";
     return limit;
