@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <cmath>
 #include <cstring>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "CountingAllocator.hpp"
 
@@ -100,6 +102,43 @@ TEST(String, AppendFormattedUsesSpareRoomMovesTakeTheBufferAndCompareOrdersBytes
             EXPECT_EQ((order > 0) - (order < 0), (i > j) - (i < j)) << i << " vs " << j;
         }
     }
+}
+
+// strtod's forms and ranges in the C locale; strtol saturating, then the low 32 bits.
+TEST(Numbers, ReadAsTheCLibraryReadsThem) {
+    const std::tuple<const char*, double, std::ptrdiff_t, bool> floats[] = {
+        {"2.", 2.0, 2, false},        {"-0.25,x", -0.25, 5, false},
+        {".5", 0.5, 2, false},        {"+3.25e2", 325.0, 7, false},
+        {" \t\n7", 7.0, 4, false},    {"1e", 1.0, 1, false},
+        {"", 0.0, 0, true},           {"+-1", 0.0, 0, true},
+        {"1e400", HUGE_VAL, 5, true}, {"-1e400", -HUGE_VAL, 6, true},
+        {"1e-400", 0.0, 6, true},     {"-0.0000e-999", -0.0, 12, false},
+    };
+    for (const auto& [text, expected, consumed, expectError] : floats) {
+        const char* end = nullptr;
+        TavBool error = 2;
+        const double value = TavStrToFloat64(text, &end, &error);
+        EXPECT_EQ(error != 0, expectError) << text;
+        EXPECT_EQ(end - text, consumed) << text;
+        EXPECT_TRUE(value == expected && std::signbit(value) == std::signbit(expected)) << text;
+    }
+    const std::tuple<const char*, TavInt, std::ptrdiff_t> ints[] = {
+        {"99999999999", 1215752191, 11},
+        {"+3000000000", -1294967296, 11},
+        {"-99999999999999999999", 0, 21},
+        {"99999999999999999999", -1, 20},
+        {"-5,", -5, 2},
+        {"x", 0, 0},
+    };
+    for (const auto& [text, value, consumed] : ints) {
+        const char* end = nullptr;
+        EXPECT_EQ(TavStrToInt32(text, &end, 10), value) << text;
+        EXPECT_EQ(end - text, consumed) << text;
+    }
+    char buf[5];
+    const TavMediaFormat nv12 = TAV_MEDIAFORMAT_FOURCC('N', 'V', '1', '2'), zero = 0;
+    EXPECT_STREQ(TavMediaFormatToCStr(&nv12, buf), "NV12");
+    EXPECT_STREQ(TavMediaFormatToCStr(&zero, buf), "....");
 }
 
 TEST(Mutex, IsRecursive) {

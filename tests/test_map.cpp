@@ -94,6 +94,28 @@ TEST_F(MapTest, InsertionsBalanceAndErasuresKeepEveryOtherPosition) {
     EXPECT_EQ(Checker(m).fault, "");
 }
 
+// Bounds and equal ranges of present and absent keys; reverse traversal from End.
+TEST_F(MapTest, BoundsEqualRangesAndReverseTraversal) {
+    const auto at = [&](const Node* n) {
+        return n == MAP(End)(&m) ? std::string("End") : KeyOf(n);
+    };
+    auto bounds = [&](const char* k) {  // lower, upper bound | equal range (End, End if absent)
+        const auto r = MAP(EqualRangeConst)(&m, Entry(k));
+        return at(MAP(LowerBound)(&m, Entry(k))) + at(MAP(UpperBoundConst)(&m, Entry(k))) + "|" +
+               at(r.first) + at(r.second);
+    };
+    PutAll(&m, "dbf");
+    const std::pair<const char*, const char*> rows[] = {{"a", "bb|EndEnd"}, {"b", "bd|bd"},
+                                                        {"c", "dd|EndEnd"}, {"d", "df|df"},
+                                                        {"f", "fEnd|fEnd"}, {"g", "EndEnd|EndEnd"}};
+    for (const auto& [k, expected] : rows) EXPECT_EQ(bounds(k), expected) << k;
+    std::string keys;  // backward from a reverse position whose base is End: the largest first
+    for (MAP(ConstReverseIterator) r = MAP(End)(&m); r != MAP(Begin)(&m);
+         MAP(ConstReverseIteratorIncrement)(&r))
+        keys += Text(*MAP(ConstReverseIteratorContentOf)(&r));
+    EXPECT_EQ(keys, "f=v d=v b=v ");
+}
+
 // One node of GetNodeSize bytes per element from the map's allocator; keys, texts from the default.
 TEST_F(MapTest, NodesCopiesAssignmentAndSwapUseTheRightAllocators) {
     tavtest::CountingAllocator b;

@@ -1,6 +1,6 @@
 // Every allocating operation on bags, run with each of its allocations failing in turn, must leave
 // the state its rules give, every block returned, every lock released and its bags usable. (Text
-// forms, values, vectors, merges and snapshots have sweeps of their own next to their tests.)
+// forms, values, vectors and merges have sweeps of their own next to their tests.)
 #include <array>
 #include <cstdio>
 #include <cstring>
@@ -224,11 +224,33 @@ void CopyOut(World& w, const char* path) {
     EXPECT_TRUE(TavPropertiesEqual(&w.bag, &w.reference));
 }
 
+// A snapshot has the entries and no listeners, or is not made.
+void Snapshot(World& w) {
+    w.Rich();
+    if (!w.Run([&] { return TavPropertiesConstructSnapshot(&w.other, &w.bag); })) return;
+    EXPECT_TRUE(TavPropertiesEqual(w.Own(&w.other), &w.bag));
+    EXPECT_EQ(Listeners(&w.other), 0u);
+}
+
+// The names replace a vector's contents, or leave them untouched.
+void Names(World& w) {
+    w.Rich();
+    TavVector_TavString names;
+    TavVector_TavStringConstructDefault(&names, w.alloc);
+    TavString kept;
+    TavStringConstructCStr(&kept, "kept", w.alloc);
+    TavVector_TavStringPushBack(&names, &kept);
+    TavStringDestruct(&kept);
+    const bool ok = w.Run([&] { return TavPropertiesGetAllNames(&w.bag, &names); });
+    EXPECT_EQ(TavVector_TavStringSize(&names), ok ? w.bag.map.size : 1u);
+    EXPECT_STREQ(TavStringCStr(TavVector_TavStringAtConst(&names, 0)), ok ? "count" : "kept");
+    TavVector_TavStringDestruct(&names);
+}
+
 TEST(AllocationFailureSweep, EveryAllocatingOperationFailsCleanly) {
     std::vector<std::pair<std::string, Scenario>> table = {
-        {"bag copy", &CopyBag},
-        {"bag assign", &BagAssign},
-        {"remove a nested bag", &RemoveNested},
+        {"bag copy", &CopyBag},  {"bag assign", &BagAssign}, {"remove a nested bag", &RemoveNested},
+        {"snapshot", &Snapshot}, {"names", &Names},
     };
     for (const char* path : {"name", "tree", "list", "shared", "weak", "wrapped", "nested"})
         table.push_back({"copy out " + std::string(path), [=](World& w) { CopyOut(w, path); }});
